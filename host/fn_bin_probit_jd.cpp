@@ -1,0 +1,4 @@
+// FnBinProbitJD: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

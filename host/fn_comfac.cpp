@@ -1,0 +1,4 @@
+// FnComfac: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnComfac(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnCountJD: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnCountJD(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

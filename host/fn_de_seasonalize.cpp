@@ -1,0 +1,4 @@
+// FnDeSeasonalize: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnDeSeasonalize(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

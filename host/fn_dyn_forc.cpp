@@ -1,0 +1,4 @@
+// FnDynForc: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnDynForc(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnFilterMS: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnFilterMS(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnFracSigma: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnFracSigma(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

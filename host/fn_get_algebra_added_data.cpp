@@ -1,0 +1,4 @@
+// FnGetAlgebraAddedData: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnGetAlgebraAddedData(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnGetAlgebraName: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnGetAlgebraName(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

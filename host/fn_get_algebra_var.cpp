@@ -1,0 +1,4 @@
+// FnGetAlgebraVar: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnGetAlgebraVar(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnGLScovariance: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnGLScovariance(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

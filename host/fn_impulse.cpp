@@ -1,0 +1,4 @@
+// FnImpulse: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnImpulse(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

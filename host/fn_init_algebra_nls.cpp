@@ -1,0 +1,4 @@
+// FnInitAlgebraNls: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnInitAlgebraNls(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnJackknifeHCSE: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnJackknifeHCSE(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnKroneckerSel: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnKroneckerSel(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

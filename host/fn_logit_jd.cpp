@@ -1,0 +1,4 @@
+// FnLogitJD: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnLogitJD(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnLogitProbDeriv: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnLogitProbDeriv(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

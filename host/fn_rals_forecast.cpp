@@ -1,0 +1,4 @@
+// FnRalsForecast: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnRalsForecast(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnRalsFunc: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnRalsFunc(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

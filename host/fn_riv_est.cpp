@@ -1,0 +1,4 @@
+// FnRivEst: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnRivEst(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnRlsEst: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnRlsEst(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

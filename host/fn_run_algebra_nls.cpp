@@ -1,0 +1,4 @@
+// FnRunAlgebraNls: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnRunAlgebraNls(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }

@@ -1,0 +1,4 @@
+// FnSmoothMS: not available yet; every call is rejected.
+#include "host/exports.h"
+
+extern "C" VELA_EXPORT void FnSmoothMS(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
