@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/exports.h"
+#include "switching/garch.h"
 #include "velawin/velawin.h"
 
 namespace {
@@ -56,5 +57,32 @@ void BM_EgarchVar11(benchmark::State &state) {
     for (VelaValue *v : {&l, &u, &a[0], &a[1], &a[5], &a[6]}) VelaFreeByValue(v);
 }
 BENCHMARK(BM_EgarchVar11)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// The recursions alone, without the host's allocation and zero-filling of the two results.
+void BM_GarchRecursion11(benchmark::State &state) {
+    const int T = static_cast<int>(state.range(0));
+    std::vector<double> y = SimulatedReturns(T), c(T, 0.05), h(T), u(T);
+    const double theta[3] = {0.0, 0.93, 0.85};
+    for (auto _ : state) {
+        tessel::GarchVarRecursion(y.data(), c.data(), theta, T, 1, 1, 0, 0.0, 0.0, 0.0, h.data(), u.data());
+        benchmark::DoNotOptimize(h.data());
+    }
+    state.counters["ns_per_obs"] = benchmark::Counter(static_cast<double>(T) * state.iterations(),
+                                                      benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_GarchRecursion11)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+void BM_EgarchRecursion11(benchmark::State &state) {
+    const int T = static_cast<int>(state.range(0));
+    std::vector<double> y = SimulatedReturns(T), c(T, -0.02), l(T), u(T);
+    const double a1 = 0.2, b1 = 0.95;
+    for (auto _ : state) {
+        tessel::EgarchVarRecursion(y.data(), c.data(), T, -0.1, 0.25, 0.8, &a1, 1, &b1, 1, 0, 0.0, l.data(), u.data());
+        benchmark::DoNotOptimize(l.data());
+    }
+    state.counters["ns_per_obs"] = benchmark::Counter(static_cast<double>(T) * state.iterations(),
+                                                      benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_EgarchRecursion11)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
