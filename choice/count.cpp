@@ -31,10 +31,10 @@ double LinearIndex(const double *theta, const double *x, int k) {
 }
 
 // Adds f x x' to the lower triangle (rows and columns below k) of A.
-void AddLowerScaled(double *const *A, double f, const double *x, int k) {
+void AddLowerScaled(double *const *A, double f, const double *__restrict x, int k) {
     for (int r = 0; r < k; ++r) {
         const double fr = f * x[r];
-        double *row = A[r];
+        double *__restrict row = A[r];
         for (int c = 0; c <= r; ++c) row[c] += fr * x[c];
     }
 }
@@ -55,6 +55,29 @@ void FinishMatrices(const CountOutputs &out, int n) {
 
 constexpr int kLogFactorialTable = 256;
 
+// Adds p_s for s = 0..K-1 to the table, with log p_0 = log_p0 and p_s / p_(s-1) = ratio(s). The
+// product recurrence costs one exp per observation; when p_0 is too small to start it (it would
+// underflow although later terms need not), the terms are formed in logs instead.
+template <class Ratio>
+void AddTerms(double *table, int K, double log_p0, Ratio ratio) {
+    if (K < 1) return;
+    if (log_p0 > -650.0) {
+        double p = std::exp(log_p0);
+        table[0] += p;
+        for (int s = 1; s < K; ++s) {
+            p *= ratio(s);
+            table[s] += p;
+        }
+    } else {
+        double log_p = log_p0;
+        table[0] += std::exp(log_p);
+        for (int s = 1; s < K; ++s) {
+            log_p += std::log(ratio(s));
+            table[s] += std::exp(log_p);
+        }
+    }
+}
+
 }  // namespace
 
 void ZeroCountOutputs(const CountOutputs &out, int n) {
@@ -67,7 +90,7 @@ void ZeroCountOutputs(const CountOutputs &out, int n) {
 
 double PoissonLik(const double *theta, int n, const CountData &d, const CountOutputs &out) {
     ZeroCountOutputs(out, n);
-    const LogFactorials lf(std::max(kLogFactorialTable, out.K));
+    const LogFactorials lf(kLogFactorialTable);
     const int k = d.k;
     double L = 0.0;
     for (int i = 0; i < d.N; ++i) {
@@ -78,7 +101,7 @@ double PoissonLik(const double *theta, int n, const CountData &d, const CountOut
         const double li = c * xb - mu - lf(c);
         L += li;
         if (out.contrib) out.contrib[i] = li;
-        for (int s = 0; s < out.K; ++s) out.table[s] += std::exp(s * xb - mu - lf(s));
+        if (out.table) AddTerms(out.table, out.K, -mu, [mu](int s) { return mu / s; });
         const double e = c - mu;
         if (out.grad) AddGradient(out.grad, e, x, k);
         if (out.outer) AddLowerScaled(out.outer, e * e, x, k);
@@ -90,7 +113,7 @@ double PoissonLik(const double *theta, int n, const CountData &d, const CountOut
 
 double TruncPoissonLik(const double *theta, int n, const CountData &d, int S, const CountOutputs &out) {
     ZeroCountOutputs(out, n);
-    const LogFactorials lf(std::max(kLogFactorialTable, out.K));
+    const LogFactorials lf(kLogFactorialTable);
     const int k = d.k;
     double L = 0.0;
     for (int i = 0; i < d.N; ++i) {
@@ -115,7 +138,7 @@ double TruncPoissonLik(const double *theta, int n, const CountData &d, int S, co
         const double li = c * xb - log_norm - lf(c);
         L += li;
         if (out.contrib) out.contrib[i] = li;
-        for (int s = 0; s < out.K; ++s) out.table[s] += std::exp(s * xb - log_norm - lf(s));
+        if (out.table) AddTerms(out.table, out.K, -log_norm, [mu = std::exp(xb)](int s) { return mu / s; });
         const double e = c - E;
         if (out.grad) AddGradient(out.grad, e, x, k);
         if (out.outer) AddLowerScaled(out.outer, e * e, x, k);
@@ -127,7 +150,7 @@ double TruncPoissonLik(const double *theta, int n, const CountData &d, int S, co
 
 double NegBinLik(const double *theta, int n, const CountData &d, int S, double P, const CountOutputs &out) {
     ZeroCountOutputs(out, n);
-    const LogFactorials lf(std::max(kLogFactorialTable, out.K));
+    const LogFactorials lf(kLogFactorialTable);
     const int k = d.k;
     const double log_a = -theta[k];
     double *const *M = out.info ? out.info : out.outer;
@@ -149,11 +172,8 @@ double NegBinLik(const double *theta, int n, const CountData &d, int S, double P
         if (!truncated) {
             li = lg_cr - lf(c) - lg_r - (c + r) * L1 + r * Lq;
             // Probabilities of s = 0..K-1 by the ratio (s - 1 + r) / (s (1 + q)) of successive terms.
-            double log_p = r * (Lq - L1);
-            for (int s = 0; s < out.K; ++s) {
-                if (s > 0) log_p += std::log((s - 1 + r) / s) - L1;
-                out.table[s] += std::exp(log_p);
-            }
+            if (out.table)
+                AddTerms(out.table, out.K, r * (Lq - L1), [r, q](int s) { return (s - 1 + r) / (s * (1.0 + q)); });
             const double D1 = psi_cr - Digamma(r) - L1;
             gb = r * P * D1 - (c + r) * (P - 1.0) * q / (q + 1.0) + (P * Lq + P - 1.0) * r;
             gk = -(D1 - (c + r) / (mu + r) + Lq + 1.0) * r;
@@ -177,11 +197,8 @@ double NegBinLik(const double *theta, int n, const CountData &d, int S, double P
             B /= (1.0 + q);
             const double log_D = shift + std::log(D);
             li = lg_cr - lf(c) - lg_r - c * L1 - log_D;
-            double log_p = -log_D;
-            for (int s = 0; s < out.K; ++s) {
-                if (s > 0) log_p += std::log((s - 1 + r) / s) - L1;
-                out.table[s] += std::exp(log_p);
-            }
+            if (out.table)
+                AddTerms(out.table, out.K, -log_D, [r, q](int s) { return (s - 1 + r) / (s * (1.0 + q)); });
             gb = P * r * psi_cr - ((P - 1.0) * q * B + P * r * W) / D;
             gk = -r * psi_cr + (r * W + q * B) / D;
         }
