@@ -1,161 +1,88 @@
-// End-to-end calls of FnCountJD through the stand-in runtime.
+// FnCountJD through the stand-in runtime.
 #include <cmath>
-#include <string>
 
 #include <gtest/gtest.h>
 
 #include "host/exports.h"
-#include "tests/choice/host_values.h"
 #include "tests/choice/test_support.h"
 
 namespace {
 
 using tessel::testing::HostCall;
-using tessel::testing::HostMatrix;
+using tessel::testing::Vec;
 
-const std::vector<double> kX = {1, 0.3, 1, -1.1, 1, 2.0, 1, 0.4};
-const std::vector<double> kY = {1, 0, 2.7, 1};  // 2.7 counts as 2
+const Vec kX = {1, 0.3, 1, -1.1, 1, 2.0, 1, 0.4};
+const Vec kY = {1, 0, 2.7, 1};  // 2.7 counts as 2
 
-void CountArgs(HostCall &c, int model, int S, int K, double P, std::vector<double> theta = {0.2, 0.3, -0.5}) {
-    c.Add(HostMatrix(static_cast<int>(theta.size()), 1, theta));
-    c.Add(HostMatrix(4, 1, kY));
-    c.Add(HostMatrix(4, 2, kX));
-    c.Add(VelawinInt(model));
-    c.Add(VelawinInt(S));
-    c.Add(VelawinInt(K));
-    c.Add(VelawinDouble(P));
-    for (int t = 0; t < 5; ++t) c.AddRef(t);
+HostCall &CountArgs(HostCall &c, int model, int S, int K, const Vec &theta = {0.2, 0.3, -0.5}) {
+    return c.M(static_cast<int>(theta.size()), 1, theta).M(4, 1, kY).M(4, 2, kX).I(model).I(S).I(K).D(0.0).Refs(5);
 }
 
 TEST(FnCountJD, PoissonThroughTheHost) {
-    const long before = VelawinLiveBlocks();
-    {
-        HostCall c;
-        CountArgs(c, 0, 0, 4, 0.0);
-        c.Run("FnCountJD", FnCountJD);
-        EXPECT_EQ(VelawinErrorCount(), 0) << VelawinLastError();
-        double L = 0.0, table0 = 0.0;
-        for (int i = 0; i < 4; ++i) {
-            const double xb = 0.2 + 0.3 * kX[2 * i + 1], y = std::trunc(kY[i]);
-            L += y * xb - std::exp(xb) - std::lgamma(y + 1.0);
-            table0 += std::exp(-std::exp(xb));
-            EXPECT_NEAR(c.At(3, i, 0), y * xb - std::exp(xb) - std::lgamma(y + 1.0), 1e-14);
-        }
-        EXPECT_NEAR(c.Result(), L, 1e-13);
-        EXPECT_EQ(c.target[2].ival, 1);
-        EXPECT_EQ(c.target[2].cols, 4);
-        EXPECT_NEAR(c.At(2, 0, 0), table0, 1e-14);
-        EXPECT_EQ(c.target[0].ival, 3);
-        EXPECT_EQ(c.At(0, 2, 0), 0.0);  // n > k: the extra element stays zero
-        EXPECT_NE(c.At(4, 1, 1), 0.0);
+    HostCall c;
+    CountArgs(c, 0, 0, 4).Run("FnCountJD", FnCountJD);
+    double L = 0.0, p0 = 0.0;
+    for (int i = 0; i < 4; ++i) {
+        const double xb = 0.2 + 0.3 * kX[2 * i + 1], y = std::trunc(kY[i]);
+        L += y * xb - std::exp(xb) - std::lgamma(y + 1.0);
+        p0 += std::exp(-std::exp(xb));
     }
-    EXPECT_EQ(VelawinLiveBlocks(), before);
+    EXPECT_NEAR(c.Result(), L, 1e-13);
+    EXPECT_NEAR(c.At(2, 0, 0), p0, 1e-14);
+    EXPECT_EQ(c.target[2].cols, 4);
+    EXPECT_EQ(c.At(0, 2, 0), 0.0);  // n > k: the extra gradient element stays zero
 }
 
-TEST(FnCountJD, NegBinBothMatricesRequested) {
-    HostCall c;
-    CountArgs(c, 1, 0, 0, 0.0);  // K = 0: an empty table
-    c.Run("FnCountJD", FnCountJD);
-    EXPECT_TRUE(std::isfinite(c.Result()));
-    EXPECT_EQ(c.target[2].cols, 0);
-    double sum_info = 0.0;
+TEST(FnCountJD, NegBinKeepsOneMatrixAndEmptyTable) {
+    HostCall both, outer_only;
+    CountArgs(both, 1, 0, 0).Run("FnCountJD", FnCountJD);
+    CountArgs(outer_only, 1, 0, 0).Set(8, VelawinInt(0));
+    outer_only.Run("FnCountJD", FnCountJD);
+    EXPECT_EQ(both.target[2].cols, 0);
     for (int r = 0; r < 3; ++r)
         for (int k = 0; k < 3; ++k) {
-            EXPECT_EQ(c.At(4, r, k), 0.0);
-            sum_info += std::fabs(c.At(1, r, k));
+            EXPECT_EQ(both.At(4, r, k), 0.0);
+            EXPECT_EQ(both.At(1, r, k), outer_only.At(4, r, k));
         }
-    EXPECT_GT(sum_info, 0.0);
-    // Gradient squares on the diagonal when there is a single observation's worth of data.
-    HostCall o;
-    CountArgs(o, 1, 0, 0, 0.0);
-    VelaFreeByValue(&o.args[8]);
-    o.args[8] = VelawinInt(0);  // information not wanted: the outer product goes to its own slot
-    o.Run("FnCountJD", FnCountJD);
-    for (int r = 0; r < 3; ++r)
-        for (int k = 0; k < 3; ++k) EXPECT_EQ(o.At(4, r, k), c.At(1, r, k));
+    EXPECT_GT(both.At(1, 2, 2), 0.0);
 }
 
-TEST(FnCountJD, SelectionsThatComputeNothing) {
-    for (int variant = 0; variant < 2; ++variant) {
+TEST(FnCountJD, NothingSelectedUnusableAndRefused) {
+    for (int model : {2, 0}) {  // model 2, and a Poisson with negative S: NaN, outputs allocated and blank
         HostCall c;
-        CountArgs(c, variant == 0 ? 2 : 0, variant == 0 ? 0 : -1, 3, 0.0);
-        c.Run("FnCountJD", FnCountJD);
-        EXPECT_EQ(VelawinErrorCount(), 0);
+        CountArgs(c, model, model ? 0 : -1, 3).Run("FnCountJD", FnCountJD);
         EXPECT_TRUE(std::isnan(c.Result()));
-        for (int t = 0; t < 5; ++t) EXPECT_EQ(c.target[t].type, VELA_MATRIX);  // allocated, not filled
+        EXPECT_EQ(c.target[4].type, VELA_MATRIX);
         EXPECT_EQ(c.At(2, 0, 2), 0.0);
     }
+    HostCall two_cols, type, no_dispersion, negative_k;
+    CountArgs(two_cols, 0, 0, 3).Set(1, VelawinMatrix(4, 2, nullptr));
+    const long live = VelawinLiveBlocks();
+    two_cols.Run("FnCountJD", FnCountJD);
+    EXPECT_TRUE(std::isnan(two_cols.Result()));
+    EXPECT_EQ(VelawinLiveBlocks(), live);
+    CountArgs(type, 0, 0, 3).Set(6, VelawinInt(1));
+    tessel::testing::ExpectRefused(type, "FnCountJD", FnCountJD, 6);
+    CountArgs(no_dispersion, 1, 0, 3, {0.1, 0.2});
+    tessel::testing::ExpectRefused(no_dispersion, "FnCountJD", FnCountJD, 0);
+    CountArgs(negative_k, 0, 0, -1);
+    tessel::testing::ExpectRefused(negative_k, "FnCountJD", FnCountJD, 5);
+    HostCall empty;  // no observations, no outputs
+    empty.M(1, 1, {0.3}).M(0, 1, {}).M(0, 1, {}).I(0).I(5).I(2).D(0.0).Run("FnCountJD", FnCountJD);
+    EXPECT_EQ(empty.Result(), 0.0);
 }
 
-TEST(FnCountJD, UnusableAndBadArguments) {
-    {
-        HostCall c;  // y with two columns: NaN, nothing allocated
-        CountArgs(c, 0, 0, 3, 0.0);
-        VelaFreeByValue(&c.args[1]);
-        c.args[1] = HostMatrix(4, 2, std::vector<double>(8, 1.0));
-        const long live = VelawinLiveBlocks();
-        c.Run("FnCountJD", FnCountJD);
-        EXPECT_TRUE(std::isnan(c.Result()));
-        EXPECT_EQ(VelawinLiveBlocks(), live);
-    }
-    for (int variant = 0; variant < 3; ++variant) {
-        HostCall c;
-        // 0: P passed as an integer; 1: the negative binomial without its dispersion parameter; 2: K < 0.
-        CountArgs(c, variant == 1 ? 1 : 0, 0, variant == 2 ? -1 : 3, 0.0, variant == 1 ? std::vector<double>{0.1, 0.2}
-                                                                                         : std::vector<double>{0.1, 0.2, 0.3});
-        if (variant == 0) {
-            VelaFreeByValue(&c.args[6]);
-            c.args[6] = VelawinInt(1);
-        }
-        const int want[3] = {6, 0, 5};
-        const long live = VelawinLiveBlocks();
-        c.Run("FnCountJD", FnCountJD);
-        EXPECT_EQ(VelawinErrorCount(), 1);
-        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(want[variant])), std::string::npos)
-            << VelawinLastError();
-        EXPECT_EQ(VelawinLiveBlocks(), live);
-        for (const VelaValue &t : c.target) EXPECT_EQ(t.type, VELA_EMPTY);
-    }
-}
-
-TEST(FnCountJD, NoObservationsAndNoOutputs) {
-    HostCall c;
-    c.Add(HostMatrix(1, 1, {0.3}));
-    c.Add(HostMatrix(0, 1, {}));
-    c.Add(HostMatrix(0, 1, {}));
-    c.Add(VelawinInt(0));
-    c.Add(VelawinInt(5));
-    c.Add(VelawinInt(2));
-    c.Add(VelawinDouble(0.0));
-    c.Run("FnCountJD", FnCountJD);
-    EXPECT_EQ(c.Result(), 0.0);
-}
-
-// The whole RAND experiment through the host: the table of predicted counts sums to about N when
-// it covers the support, and the gradient matches the worker's numerical check elsewhere.
+// All of the RAND data: the negative binomial's table over 0..399 holds every observation.
 TEST(FnCountJD, RandHieTableCoversTheSample) {
     const tessel::testing::Mat raw = tessel::testing::ReadTable("randhie.csv", ',');
     ASSERT_EQ(raw.rows, 20190);
-    std::vector<double> y(raw.rows), X(raw.rows * 2);
-    for (int i = 0; i < raw.rows; ++i) {
-        y[i] = raw[i][0];
-        X[2 * i] = 1.0;
-        X[2 * i + 1] = raw[i][6] / 10.0;  // disea
-    }
+    Vec y(raw.rows), X(2 * raw.rows);
+    for (int i = 0; i < raw.rows; ++i) y[i] = raw[i][0], X[2 * i] = 1.0, X[2 * i + 1] = raw[i][6] / 10.0;
     HostCall c;
-    c.Add(HostMatrix(3, 1, {0.8, 0.2, 0.0}));  // a = 1
-    c.Add(HostMatrix(raw.rows, 1, y));
-    c.Add(HostMatrix(raw.rows, 2, X));
-    c.Add(VelawinInt(1));
-    c.Add(VelawinInt(0));
-    c.Add(VelawinInt(400));
-    c.Add(VelawinDouble(0.0));
-    c.Add(VelawinInt(0));
-    c.Add(VelawinInt(0));
-    c.AddRef(2);
+    c.M(3, 1, {0.8, 0.2, 0.0}).M(raw.rows, 1, y).M(raw.rows, 2, X).I(1).I(0).I(400).D(0.0).I(0).I(0).Refs(1);  // table only
     c.Run("FnCountJD", FnCountJD);
     double sum = 0.0;
-    for (int s = 0; s < 400; ++s) sum += c.At(2, 0, s);
+    for (int s = 0; s < 400; ++s) sum += c.At(0, 0, s);
     EXPECT_NEAR(sum, raw.rows, 1e-6 * raw.rows);
     EXPECT_TRUE(std::isfinite(c.Result()));
 }
