@@ -123,20 +123,18 @@ TEST(CountLik, NegBinMatchesNB2AndNB1OnRandHie) {
 }
 
 TEST(CountLik, TruncationNormalisesAndVanishesAsSGrows) {
+    const Vec theta = {1.1, 0.2, 0.3, 0.4};
     for (Model m : {kTruncPoisson, kNegBin}) {
         CountProblem p = Simulate(30, 3);
-        const Vec theta = {1.1, 0.2, 0.3, 0.4};
         p.model = m == kNegBin ? kNegBin : kPoisson;
         p.P = 0.5;
-        const double Lfull = p.Eval(theta, {});
         Vec gfull(4), g(4);
-        p.Eval(theta, {gfull.data()});
+        const double Lfull = p.Eval(theta, {gfull.data()});
         p.model = m;
         for (int S : {1, 4, 12}) {  // one observation's probabilities over 0..S sum to one
             p.S = S;
-            const Vec t = CountProblem{Mat(1, 1, {0.0}), Mat(1, 3, {1.0, 0.5, 0.5}), m, S, 0.5}.Table(theta, S + 1);
             double sum = 0.0;
-            for (double v : t) sum += v;
+            for (double v : CountProblem{Mat(1, 1), Mat(1, 3, {1.0, 0.5, 0.5}), m, S, 0.5}.Table(theta, S + 1)) sum += v;
             EXPECT_NEAR(sum, 1.0, 1e-14);
             EXPECT_GT(p.Eval(theta, {}), Lfull);  // cutting the tail raises every probability
         }
@@ -144,13 +142,10 @@ TEST(CountLik, TruncationNormalisesAndVanishesAsSGrows) {
         EXPECT_NEAR(p.Eval(theta, {g.data()}), Lfull, 1e-11 * std::fabs(Lfull));
         EXPECT_LT(testing::RelDiff(g, gfull), 1e-11);
     }
-}
-
-TEST(CountLik, TableSumsToNWhenItCoversTheSupport) {
-    for (Model m : {kPoisson, kTruncPoisson, kNegBin}) {
-        const CountProblem p{Simulate(50, 5, 0.3).y, Simulate(50, 5, 0.3).X, m, m == kTruncPoisson ? 8 : 0, 1.0};
+    for (Model m : {kPoisson, kTruncPoisson, kNegBin}) {  // the table sums to N when it covers the support
+        const CountProblem s = Simulate(50, 5, 0.3), p{s.y, s.X, m, m == kTruncPoisson ? 8 : 0, 1.0};
         double sum = 0.0;
-        for (double v : p.Table({0.1, 0.2, -0.1, 0.5}, m == kTruncPoisson ? 9 : 80)) sum += v;
+        for (double v : p.Table(theta, m == kTruncPoisson ? 9 : 80)) sum += v;
         EXPECT_NEAR(sum, 50.0, 1e-11);
     }
 }
