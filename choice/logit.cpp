@@ -64,8 +64,8 @@ void LogitScoreGrouped(double *g, const double *y, double T, const double *P, in
     }
 }
 
-void LogitInformation(double *const *info, const double *P, int J, const double *x, int kx, double *z, int nz,
-                      double v) {
+void LogitInformation(double *const *info, const double *__restrict P, int J, const double *__restrict x, int kx,
+                      double *__restrict z, int nz, double v) {
     // X block: v P_j (delta_jl - P_l) x x' for alternatives j, l >= 1.
     for (int j = 1; j < J; ++j) {
         const int rj = (j - 1) * kx;
@@ -74,11 +74,11 @@ void LogitInformation(double *const *info, const double *P, int J, const double 
             const double xi = x[i];
             for (int l = 1; l < j; ++l) {
                 const double f = v * P[j] * P[l] * xi;
-                double *cell = row + (l - 1) * kx;
+                double *__restrict cell = row + (l - 1) * kx;
                 for (int i2 = 0; i2 < kx; ++i2) cell[i2] -= f * x[i2];
             }
             const double f = v * P[j] * (1.0 - P[j]) * xi;
-            double *cell = row + rj;
+            double *__restrict cell = row + rj;
             for (int i2 = 0; i2 <= i; ++i2) cell[i2] += f * x[i2];
         }
     }
@@ -92,7 +92,7 @@ void LogitInformation(double *const *info, const double *P, int J, const double 
         double *row = info[rz + m];
         for (int l = 1; l < J; ++l) {
             const double f = v * P[l] * zm[l];
-            double *cell = row + (l - 1) * kx;
+            double *__restrict cell = row + (l - 1) * kx;
             for (int i2 = 0; i2 < kx; ++i2) cell[i2] += f * x[i2];
         }
         for (int m2 = 0; m2 <= m; ++m2) {
