@@ -22,7 +22,7 @@ struct RivState {
     MATRIX G = nullptr;      // X_en' Z (Z'Z)^-1, ne x nz
     MATRIX K = nullptr;      // X_en' X_ex (X_ex' X_ex)^-1, ne x nx
     MATRIX S = nullptr;      // Schur complement of the exogenous block, ne x ne
-    std::vector<double> b, rhs, h, e;
+    std::vector<double> b, rhs, h, column, e;
 
     ~RivState() {
         for (MATRIX m : {C, Ainv, ZZinv, V, G, K, S}) MatFree(m);
@@ -43,7 +43,8 @@ struct RivState {
         try {
             b.resize(k);
             rhs.resize(k);
-            h.resize(2 * static_cast<size_t>(nz > p ? nz : p));
+            h.resize(nz > k ? nz : k);
+            column.resize(p);
             e.resize(m);
         } catch (const std::bad_alloc &) {
             return false;
@@ -136,18 +137,18 @@ int RivRun(CMATRIX data, int nEndog, int k, int nInstr, int t1, int t2, int m0, 
     const int first = t1 + m0 - 1;
     if (first > t2) return 1;
 
-    CMATRIX Z = data + nEndog;  // the instruments by variable; the exogenous regressors come first
     double *h = st.h.data(), *b = st.b.data(), *e = st.e.data();
     for (int t = first, c = 0; t <= t2; ++t, ++c) {
         if (c % kRefreshSteps == 0) {
             MatCrossRows(data, st.p, t1, t, st.C);
             if (!st.Invert()) return 0;
         } else {
-            if (st.nx > 0) RlsUpdate(Z, st.Ainv, st.nx, t, h);
-            RlsUpdate(Z, st.ZZinv, st.nz, t, h);
-            for (int a = 0; a < st.p; ++a) h[a] = data[a][t];
+            double *d = st.column.data(), *z = d + 1 + st.ne;  // the instruments of t
+            for (int a = 0; a < st.p; ++a) d[a] = data[a][t];
+            if (st.nx > 0) RlsUpdate(z, st.Ainv, st.nx, h);
+            RlsUpdate(z, st.ZZinv, st.nz, h);
             for (int a = 0; a < st.p; ++a)
-                for (int d = 0; d < st.p; ++d) st.C[a][d] += h[a] * h[d];
+                for (int c2 = 0; c2 < st.p; ++c2) st.C[a][c2] += d[a] * d[c2];
         }
         if (!st.FormV()) return 0;
 

@@ -24,18 +24,19 @@ namespace tessel {
 int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MATRIX coef, MATRIX diagM,
            MATRIX wres, MATRIX innov, MATRIX rss, MATRIX resid, MATRIX loglik);
 
-// Rank-one update of M = (X'X)^-1 for the observation in column s of the k-row matrix XT:
-// h = M x, f = 1 + x'h, M -= h h' / f. Returns f; M is left alone when f <= 0. h holds 2k doubles
-// (the second half is scratch).
-double RlsUpdate(CMATRIX XT, MATRIX M, int k, int s, double *h);
+// Rank-one update of the symmetric M = (X'X)^-1 for one more observation x (k values):
+// h = M x, f = 1 + x'h, M -= h h' / f. Returns f; M is left alone when f <= 0. h (k doubles) is
+// left holding h / sqrt(f).
+double RlsUpdate(const double *x, MATRIX M, int k, double *h);
 
 // Residuals y[t][i] - b . X[t] for t = from..to, stored in e[t - from] when e is not null; returns
 // their sum of squares.
 double RlsResidualSS(CMATRIX y, int i, CMATRIX X, int from, int to, int k, const double *b, double *e);
 
-// out = -0.5 log det(Omega / m), or NaN when Omega / m cannot be inverted. OmegaWork is n x n scratch.
-// Always returns 1.
-int RlsLogDetTerm(int n, int m, CMATRIX Omega, MATRIX OmegaWork, double *out);
+// out = -0.5 log det(Omega / m), or NaN when Omega / m is not positive definite (a pivot of its
+// root-free Cholesky factorisation at or below the pivot tolerance, as for its inversion).
+// OmegaWork is n x n scratch and pivots n doubles. Always returns 1.
+int RlsLogDetTerm(int n, int m, CMATRIX Omega, MATRIX OmegaWork, double *pivots, double *out);
 
 }  // namespace tessel
 
