@@ -27,27 +27,15 @@ TEST(MatrixAlloc, LayoutIsOneBlockWithRowPointers) {
     MatFree(empty_rows);
 }
 
-TEST(MatrixAlloc, ElementaryOperations) {
-    MATRIX m = MatAlloc(2, 3);
-    MatSetNaN(m, 2, 3);
+TEST(MatrixAlloc, NaNFillAndCopiesOfNull) {
+    MATRIX m = MatSetNaN(MatAlloc(2, 3), 2, 3);
     EXPECT_EQ(std::bit_cast<uint64_t>(m[1][2]), 0x7FF8000000000000ull);
-    MatZero(m, 2, 3);
-    EXPECT_EQ(m[1][2], 0.0);
-
-    MATRIX id = MatIdentity(MatAlloc(3, 3), 3);
-    EXPECT_EQ(MatTrace(id, 3), 3.0);
-    EXPECT_EQ(id[0][1], 0.0);
-
-    m[0][1] = 7.0;
     MATRIX d = MatDup(m, 2, 3);
-    ASSERT_NE(d, nullptr);
     EXPECT_NE(d[-1], m[-1]);
-    EXPECT_EQ(d[0][1], 7.0);
     EXPECT_EQ(MatCopy(nullptr, m, 2, 3), nullptr);
     EXPECT_EQ(MatCopy(d, nullptr, 2, 3), nullptr);
     EXPECT_EQ(MatDup(nullptr, 2, 3), nullptr);
     MatFree(m);
-    MatFree(id);
     MatFree(d);
 }
 

@@ -12,28 +12,6 @@ namespace {
 
 using namespace tessel::testing;
 
-// Solves the small dense system M z = b by Gauss-Jordan with partial pivoting (reference only).
-std::vector<std::vector<double>> GaussJordanInverse(std::vector<std::vector<double>> m) {
-    const int n = static_cast<int>(m.size());
-    std::vector<std::vector<double>> inv(n, std::vector<double>(n, 0.0));
-    for (int i = 0; i < n; ++i) inv[i][i] = 1.0;
-    for (int c = 0; c < n; ++c) {
-        int p = c;
-        for (int r = c + 1; r < n; ++r)
-            if (std::fabs(m[r][c]) > std::fabs(m[p][c])) p = r;
-        std::swap(m[p], m[c]);
-        std::swap(inv[p], inv[c]);
-        const double d = m[c][c];
-        for (int j = 0; j < n; ++j) m[c][j] /= d, inv[c][j] /= d;
-        for (int r = 0; r < n; ++r) {
-            if (r == c) continue;
-            const double f = m[r][c];
-            for (int j = 0; j < n; ++j) m[r][j] -= f * m[c][j], inv[r][j] -= f * inv[c][j];
-        }
-    }
-    return inv;
-}
-
 // XT (k x T) of rank r: every variable is a random combination of r random series.
 OwnedMat OfRank(int k, int T, int r, std::mt19937 &rng) {
     OwnedMat f = Random(r, T, rng);
@@ -112,32 +90,31 @@ TEST(MatrixOlsQr, AgreesWithNormalEquations) {
     MatCopy(xt.get(), x.get(), k, T);
     ASSERT_EQ(OlsQr(xt.get(), k, T, y.get(), n, b.get(), inv.get(), e.get(), nullptr), 1);
 
+    // Normal equations X'X b = X'y and (X'X) (X'X)^-1 = I, with X'X summed directly.
     std::vector<std::vector<double>> xx(k, std::vector<double>(k));
     for (int i = 0; i < k; ++i)
         for (int j = 0; j < k; ++j)
             for (int t = 0; t < T; ++t) xx[i][j] += x.get()[i][t] * x.get()[j][t];
-    const auto xxi = GaussJordanInverse(xx);
-    for (int i = 0; i < k; ++i)
-        for (int j = 0; j < k; ++j) EXPECT_NEAR(inv.get()[i][j], xxi[i][j], 1e-12);
-    for (int v = 0; v < n; ++v) {
-        for (int i = 0; i < k; ++i) {
-            double xy_i = 0.0, beta = 0.0;
-            for (int j = 0; j < k; ++j) {
-                double xy = 0.0;
-                for (int t = 0; t < T; ++t) xy += x.get()[j][t] * y.get()[v][t];
-                beta += xxi[i][j] * xy;
-            }
-            EXPECT_NEAR(b.get()[v][i], beta, 1e-12);
-            // Residuals are y - X b and orthogonal to every regressor.
-            for (int t = 0; t < T; ++t) xy_i += x.get()[i][t] * e.get()[v][t];
-            EXPECT_NEAR(xy_i, 0.0, 1e-11);
+    for (int i = 0; i < k; ++i) {
+        for (int j = 0; j < k; ++j) {
+            double s = 0.0;
+            for (int c = 0; c < k; ++c) s += xx[i][c] * inv.get()[c][j];
+            EXPECT_NEAR(s, i == j ? 1.0 : 0.0, 1e-12);
         }
+        for (int v = 0; v < n; ++v) {
+            double xxb = 0.0, xy = 0.0, xe = 0.0;
+            for (int c = 0; c < k; ++c) xxb += xx[i][c] * b.get()[v][c];
+            for (int t = 0; t < T; ++t) xy += x.get()[i][t] * y.get()[v][t], xe += x.get()[i][t] * e.get()[v][t];
+            EXPECT_NEAR(xxb, xy, 1e-11 * (1.0 + std::fabs(xy)));
+            EXPECT_NEAR(xe, 0.0, 1e-11);  // residuals orthogonal to every regressor
+        }
+    }
+    for (int v = 0; v < n; ++v)
         for (int t = 0; t < T; ++t) {
             double fit = 0.0;
             for (int i = 0; i < k; ++i) fit += b.get()[v][i] * x.get()[i][t];
             EXPECT_NEAR(e.get()[v][t], y.get()[v][t] - fit, 1e-12);
         }
-    }
     // Optional outputs absent, caller-supplied work.
     std::vector<double> work(OlsQrWorkSize(k, T));
     MatCopy(xt.get(), x.get(), k, T);

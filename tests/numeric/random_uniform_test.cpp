@@ -42,52 +42,39 @@ TEST_F(RandomUniform, ParkMillerIsTheMinimalStandardRecurrence) {
     EXPECT_EQ(word, 2147483642u);
 }
 
+std::vector<uint32_t> Seeds(int count) {
+    std::vector<uint32_t> w(count);
+    RanGetSeed(w.data(), count);
+    return w;
+}
+using Words = std::vector<uint32_t>;
+
 TEST_F(RandomUniform, SeedWordsOfTheSmallGenerators) {
-    uint32_t w[4] = {0, 0, 0, 0};
     Select("MWC60");
     const uint32_t s1 = 77, two[2] = {5, 9};
     RanSetSeed(&s1, 1);
-    EXPECT_EQ(RanGetSeed(w, 4), 2);
-    EXPECT_EQ(w[0], 77u);
-    EXPECT_EQ(w[1], 77u);
+    EXPECT_EQ(RanGetSeed(nullptr, 0), 2);
+    EXPECT_EQ(Seeds(2), (Words{77, 77}));
     RanSetSeed(two, 2);
-    RanGetSeed(w, 2);
-    EXPECT_EQ(w[0], 5u);
-    EXPECT_EQ(w[1], 9u);
+    EXPECT_EQ(Seeds(2), (Words{5, 9}));
     RanSetSeed(nullptr, 0);
-    RanGetSeed(w, 2);
-    EXPECT_EQ(w[0], 362436069u);
-    EXPECT_EQ(w[1], 521288629u);
+    EXPECT_EQ(Seeds(2), (Words{362436069, 521288629}));
 
     Select("LFSR113");
-    const uint32_t four[4] = {1, 2, 3, 4}, three[3] = {1000, 2000, 3000};
-    RanSetSeed(four, 4);
-    EXPECT_EQ(RanGetSeed(w, 4), 4);
-    EXPECT_EQ(w[0], 112u);
-    EXPECT_EQ(w[1], 1113u);
-    EXPECT_EQ(w[2], 11114u);
-    EXPECT_EQ(w[3], 111115u);
+    const uint32_t four[4] = {1, 2, 3, 4}, three[3] = {1000, 2000, 3000}, small = 5;
+    RanSetSeed(four, 4);  // each word raised to its minimum
+    EXPECT_EQ(RanGetSeed(nullptr, 0), 4);
+    EXPECT_EQ(Seeds(4), (Words{112, 1113, 11114, 111115}));
     RanSetSeed(three, 3);  // neither one nor four words: unchanged
-    RanGetSeed(w, 4);
-    EXPECT_EQ(w[3], 111115u);
-    const uint32_t small = 5;
+    EXPECT_EQ(Seeds(4), (Words{112, 1113, 11114, 111115}));
     RanSetSeed(&small, 1);
-    RanGetSeed(w, 4);
-    EXPECT_EQ(w[0], 127u);
-    EXPECT_EQ(w[3], 127u);
+    EXPECT_EQ(Seeds(4), (Words{127, 127, 127, 127}));
     // Streams from a key: index j moves every word, and an overflowing first word gives the defaults.
-    const uint32_t key[4] = {1000, 2000, 3000, 4000};
+    const uint32_t key[4] = {1000, 2000, 3000, 4000}, big[4] = {0xFFFFFFF0u, 2000, 3000, 4000};
     RanSeedFromKey(key, 4, 2);
-    RanGetSeed(w, 4);
-    EXPECT_EQ(w[0], 1003u);
-    EXPECT_EQ(w[1], 6000u);
-    EXPECT_EQ(w[2], 3003u);
-    EXPECT_EQ(w[3], 12000u);
-    const uint32_t big[4] = {0xFFFFFFF0u, 2000, 3000, 4000};
+    EXPECT_EQ(Seeds(4), (Words{1003, 6000, 3003, 12000}));
     RanSeedFromKey(big, 4, 0x10);
-    RanGetSeed(w, 4);
-    EXPECT_EQ(w[0], 112u);
-    EXPECT_EQ(w[3], 111238u);
+    EXPECT_EQ(Seeds(4), (Words{112, 1118, 11126, 111238}));
 }
 
 TEST_F(RandomUniform, LagTableSeedingAndRoundTrip) {
