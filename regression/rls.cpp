@@ -128,12 +128,13 @@ int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MAT
     struct MissingFill {
         MATRIX out[7];
         int rows[7];
-        int next = 0, last = 0;
-        ~MissingFill() {
+        int next, last;
+        void Fill(int from, int to) const {
             for (int o = 0; o < 7; ++o)
                 if (out[o])
-                    for (int i = 0; i < rows[o]; ++i) std::fill(out[o][i] + next, out[o][i] + last + 1, kMissing);
+                    for (int i = 0; i < rows[o]; ++i) std::fill(out[o][i] + from, out[o][i] + to + 1, kMissing);
         }
+        ~MissingFill() { Fill(next, last); }  // the columns not reached
     } missing{{coef, diagM, wres, innov, rss, resid, loglik}, {n * k, k, n, n, n, n, 1}, 0, t2};
     if (n < 1 || k < 1 || t1 < 0 || t2 < t1) return 0;
     const int m = t2 - t1 + 1;
@@ -167,11 +168,7 @@ int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MAT
     // Initial coefficients from the first k observations; they give the first innovations.
     fit(k, st.B);
 
-    // Columns before the first step are never computed.
-    {
-        MissingFill head = missing;
-        head.last = t1 + k - 1;
-    }
+    missing.Fill(0, t1 + k - 1);  // columns before the first step are never computed
     missing.next = t1 + k;
 
     bool reestimate = true, fresh = true;
@@ -201,12 +198,12 @@ int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MAT
         for (int i = 0; i < n; ++i) {
             double *b = st.B[i], *xy = st.XYt[i];
             const double yi = yt[i];
-            double fit = 0.0;
+            double predicted = 0.0;
             for (int j = 0; j < k; ++j) {
-                fit += b[j] * xt[j];
+                predicted += b[j] * xt[j];
                 xy[j] += yi * xt[j];
             }
-            const double v = yi - fit;
+            const double v = yi - predicted;
             MatTimes(st.M, xy, k, b);  // b = M X'y
             const double e = yi - Dot(b, xt, k);
             w[i] = v / rf;

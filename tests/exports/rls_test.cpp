@@ -248,6 +248,18 @@ TEST(RlsEstExport, OptionalOutputsAndShortSamples) {
     EXPECT_EQ(first_only.loglik->type, VELA_EMPTY);
     for (int t = 2; t < 25; ++t) EXPECT_EQ(At(*first_only.coef, 1, t), At(*all.coef, 1, t));
 
+    // The host runs out of memory for the third output: return 0, nothing left allocated.
+    {
+        RlsCall starved;
+        VelawinFailAllocations(2, 1);
+        starved.Run(Y, X, 0, 24, -1);
+        VelawinFailAllocations(0, 0);
+        EXPECT_EQ(starved.rtn.type, VELA_INT);
+        EXPECT_EQ(starved.rtn.ival, 0);
+        EXPECT_EQ(starved.coef->type, VELA_EMPTY);
+        EXPECT_TRUE(starved.AllocatedNothing());
+    }
+
     // k observations only: return 0, outputs all missing.
     RlsCall tiny;
     tiny.Run(Y, X, 0, 1, -1);
