@@ -11,7 +11,7 @@ extern "C" VELA_EXPORT void FnRlsEst(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (t2 < t1 || n < 0 || k < 0 || pv[0].ival < t2 + 1 || pv[1].ival < t2 + 1) return;
     if (t1 < 0) return VelaLibArgError(2);
     // The starting cross products read observations up to 2 t1 + k - 1.
-    if (t1 + k <= t2 && 2 * t1 + k - 1 > t2) return VelaLibArgError(2);
+    if (n >= 1 && k >= 1 && t1 + k <= t2 && 2 * t1 + k - 1 > t2) return VelaLibArgError(2);
 
     constexpr int kOutputs = 7;
     const int rows[kOutputs] = {n * k, k, n, n, n, n, 1};

@@ -260,6 +260,14 @@ TEST(RlsEstExport, OptionalOutputsAndShortSamples) {
         EXPECT_TRUE(starved.AllocatedNothing());
     }
 
+    // No equations: nothing to estimate, empty coefficient rows.
+    RlsCall no_y;
+    no_y.Run(Rows(25, std::vector<double>{}), X, 0, 24, -1);
+    EXPECT_EQ(no_y.rtn.ival, 0);
+    EXPECT_EQ(no_y.coef->type, VELA_MATRIX);
+    EXPECT_EQ(no_y.coef->ival, 0);
+    EXPECT_TRUE(std::isnan(At(*no_y.diagM, 1, 24)));
+
     // k observations only: return 0, outputs all missing.
     RlsCall tiny;
     tiny.Run(Y, X, 0, 1, -1);
