@@ -37,11 +37,13 @@ struct RalsCall {
     HostValues hv;
     VelaValue rtn{};
     VelaValue *resid = nullptr, *grad = nullptr, *hess = nullptr;
+    long live_before = 0, live_after = 0;
     ~RalsCall() { VelaFreeByValue(&rtn); }
+    // y is a column unless `yRows` gives it another shape.
     void Run(const std::vector<double> &theta, const std::vector<double> &y, const Rows &X, int r1, int r2,
-             int cArg = 8) {
+             int cArg = 8, const Rows *yRows = nullptr) {
         std::vector<VelaValue> a = {hv.Matrix(1, static_cast<int>(theta.size()), theta),
-                                    hv.Matrix(static_cast<int>(y.size()), 1, y),
+                                    yRows ? hv.Matrix(*yRows) : hv.Matrix(static_cast<int>(y.size()), 1, y),
                                     hv.Matrix(X),
                                     VelawinInt(r1),
                                     VelawinInt(r2),
@@ -49,7 +51,9 @@ struct RalsCall {
                                     hv.Ref(&grad),
                                     hv.Ref(&hess)};
         VelawinBeginCall("FnRalsFunc");
+        live_before = VelawinLiveBlocks();
         FnRalsFunc(&rtn, a.data(), cArg);
+        live_after = VelawinLiveBlocks();
     }
 };
 
@@ -77,26 +81,19 @@ Model Simulate(int T, int r1, int r2, unsigned seed) {
     return m;
 }
 
-TEST(RalsFuncExport, CriterionAndResidualsFollowTheModelEquations) {
-    for (auto [r1, r2] : {std::pair{1, 1}, {1, 4}, {2, 4}}) {
-        Model m = Simulate(80, r1, r2, 10 + r2);
-        RalsCall call;
-        call.Run(m.theta, m.y, m.X, r1, r2);
-        Direct d = Evaluate(m.theta, m.y, m.X, r1, r2);
-        ASSERT_EQ(call.rtn.type, VELA_DOUBLE);
-        EXPECT_NEAR(call.rtn.data.dval, d.rss, 1e-12 * d.rss);
-        ASSERT_EQ(call.resid->ival, 80);
-        ASSERT_EQ(call.resid->cols, 1);
-        for (int t = 0; t < 80; ++t) EXPECT_NEAR(At(*call.resid, t, 0), t < r2 ? d.u[t] : d.e[t], 1e-13) << t;
-    }
-}
-
-TEST(RalsFuncExport, GradientAndGaussNewtonMatrixMatchNumericalDerivatives) {
-    for (auto [r1, r2] : {std::pair{1, 2}, {2, 4}, {3, 3}}) {
+TEST(RalsFuncExport, CriterionResidualsAndDerivativesFromTheModelEquations) {
+    for (auto [r1, r2] : {std::pair{1, 1}, {1, 2}, {2, 4}, {3, 3}}) {
         Model m = Simulate(120, r1, r2, 30 + r1);
         const int n = static_cast<int>(m.theta.size()), T = 120;
         RalsCall call;
         call.Run(m.theta, m.y, m.X, r1, r2);
+        // Entries before r2 hold the regression residuals u_t, the rest the innovations e_t.
+        Direct d = Evaluate(m.theta, m.y, m.X, r1, r2);
+        ASSERT_EQ(call.rtn.type, VELA_DOUBLE);
+        EXPECT_NEAR(call.rtn.data.dval, d.rss, 1e-12 * d.rss);
+        ASSERT_EQ(call.resid->ival, T);
+        for (int t = 0; t < T; ++t) EXPECT_NEAR(At(*call.resid, t, 0), t < r2 ? d.u[t] : d.e[t], 1e-13) << t;
+
         ASSERT_EQ(call.grad->ival, n);
         ASSERT_EQ(call.hess->ival, n);
         ASSERT_EQ(call.hess->cols, n);
@@ -163,62 +160,43 @@ TEST(RalsFuncExport, OptionalOutputsMayBeLeftOff) {
     only_resid.Run(m.theta, m.y, m.X, 1, 1, 6);
     with_grad.Run(m.theta, m.y, m.X, 1, 1, 7);
     EXPECT_EQ(only_resid.grad->type, VELA_EMPTY);
-    EXPECT_EQ(only_resid.hess->type, VELA_EMPTY);
     EXPECT_EQ(with_grad.grad->ival, 3);
     EXPECT_EQ(with_grad.hess->type, VELA_EMPTY);
     EXPECT_EQ(only_resid.rtn.data.dval, with_grad.rtn.data.dval);
     for (int t = 0; t < 30; ++t) EXPECT_EQ(At(*only_resid.resid, t, 0), At(*with_grad.resid, t, 0));
-
-    // A non-reference in an optional slot counts as absent.
-    HostValues hv;
-    VelaValue rtn{}, *resid;
-    std::vector<VelaValue> a = {hv.Matrix(1, 3, m.theta), hv.Matrix(30, 1, m.y), hv.Matrix(m.X), VelawinInt(1),
-                                VelawinInt(1), hv.Ref(&resid), VelawinInt(0)};
-    FnRalsFunc(&rtn, a.data(), 7);
-    EXPECT_EQ(rtn.data.dval, only_resid.rtn.data.dval);
 }
 
 TEST(RalsFuncExport, BadShapesGiveMissingAndBadLagsAreRejected) {
     Model m = Simulate(10, 1, 1, 5);
-    long live = VelawinLiveBlocks();
-    {
-        // y with two columns, and X with the wrong number of rows: NaN, nothing allocated.
-        HostValues hv;
-        VelaValue *resid;
-        for (auto [y, X] : {std::pair{hv.Matrix(5, 2, m.y), hv.Matrix(m.X)},
-                            std::pair{hv.Matrix(10, 1, m.y), hv.Matrix(5, 2, m.y)}}) {
-            VelaValue rtn{};
-            std::vector<VelaValue> a = {hv.Matrix(1, 3, m.theta), y, X, VelawinInt(1), VelawinInt(1), hv.Ref(&resid)};
-            long before = VelawinLiveBlocks();
-            FnRalsFunc(&rtn, a.data(), 6);
-            EXPECT_EQ(rtn.type, VELA_DOUBLE);
-            EXPECT_TRUE(std::isnan(rtn.data.dval));
-            EXPECT_EQ(resid->type, VELA_EMPTY);
-            EXPECT_EQ(VelawinLiveBlocks(), before);
-        }
+    // y with two columns, or X without T rows: the missing value, nothing allocated.
+    Rows wide = {{1, 2}, {3, 4}}, shortX(5, std::vector<double>{1.0, 2.0});
+    RalsCall two_columns, short_x;
+    two_columns.Run(m.theta, {1, 2, 3, 4}, m.X, 1, 1, 6, &wide);
+    short_x.Run(m.theta, m.y, shortX, 1, 1);
+    for (RalsCall *c : {&two_columns, &short_x}) {
+        EXPECT_EQ(c->rtn.type, VELA_DOUBLE);
+        EXPECT_TRUE(std::isnan(c->rtn.data.dval));
+        EXPECT_EQ(c->resid->type, VELA_EMPTY);
+        EXPECT_EQ(c->live_after, c->live_before);
     }
-    for (auto [theta, r1, r2, bad] : {std::tuple{m.theta, 1, 11, 4}, std::tuple{m.theta, 1, -1, 4},
-                                      std::tuple{m.theta, -1, 1, 3}, std::tuple{m.theta, 1, 2, 0}}) {
+    // Lags outside the sample and a theta too short for the lag band are rejected.
+    for (auto [r1, r2, bad] : {std::tuple{1, 11, 4}, {1, -1, 4}, {-1, 1, 3}, {1, 2, 0}}) {
         RalsCall call;
-        call.Run(theta, m.y, m.X, r1, r2);
+        call.Run(m.theta, m.y, m.X, r1, r2);
         EXPECT_EQ(VelawinErrorCount(), 1);
-        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(bad)), std::string::npos)
-            << VelawinLastError();
-        EXPECT_EQ(call.resid->type, VELA_EMPTY);
+        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(bad)), std::string::npos);
+        EXPECT_EQ(call.live_after, call.live_before);
     }
-    {
-        HostValues hv;
-        VelaValue rtn{}, *resid;
-        std::vector<VelaValue> a = {hv.Matrix(1, 3, m.theta), hv.Matrix(10, 1, m.y), hv.Matrix(m.X),
-                                    VelawinDouble(1.0), VelawinInt(1), hv.Ref(&resid)};
-        long before = VelawinLiveBlocks();
-        VelawinBeginCall("FnRalsFunc");
-        FnRalsFunc(&rtn, a.data(), 6);
-        EXPECT_EQ(VelawinErrorCount(), 1);
-        EXPECT_EQ(VelawinLiveBlocks(), before);
-        EXPECT_EQ(rtn.type, VELA_EMPTY);
-    }
-    EXPECT_EQ(VelawinLiveBlocks(), live);
+    HostValues hv;
+    VelaValue rtn{}, *resid;
+    std::vector<VelaValue> a = {hv.Matrix(1, 3, m.theta), hv.Matrix(10, 1, m.y), hv.Matrix(m.X),
+                                VelawinDouble(1.0), VelawinInt(1), hv.Ref(&resid)};
+    VelawinBeginCall("FnRalsFunc");
+    long before = VelawinLiveBlocks();
+    FnRalsFunc(&rtn, a.data(), 6);
+    EXPECT_EQ(VelawinErrorCount(), 1);
+    EXPECT_EQ(VelawinLiveBlocks(), before);
+    EXPECT_EQ(rtn.type, VELA_EMPTY);
 }
 
 }  // namespace

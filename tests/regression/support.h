@@ -47,13 +47,6 @@ struct HostValues {
 
 inline double At(const VelaValue &m, int i, int j) { return m.data.mat[i][j]; }
 
-inline Rows ToRows(const VelaValue &m) {
-    Rows out(m.ival, std::vector<double>(m.cols));
-    for (int i = 0; i < m.ival; ++i)
-        for (int j = 0; j < m.cols; ++j) out[i][j] = m.data.mat[i][j];
-    return out;
-}
-
 // Solves A z = b by Gauss-Jordan elimination with partial pivoting in long double; A is square.
 inline std::vector<long double> Solve(std::vector<std::vector<long double>> A, std::vector<long double> b) {
     const size_t n = A.size();
@@ -131,16 +124,10 @@ inline Rows Normal(int r, int c, unsigned seed, double sd = 1.0) {
 }
 
 // The numeric columns of the shipped quarterly data (year and quarter left out), in file order.
-inline Rows MacroData(std::vector<std::string> *names = nullptr) {
+inline Rows MacroData() {
     std::ifstream in(std::string(TESSEL_EXAMPLES_DIR) + "/macrodata.csv");
     std::string line;
-    std::getline(in, line);
-    if (names) {
-        std::stringstream hs(line);
-        std::string cell;
-        for (int c = 0; std::getline(hs, cell, ','); ++c)
-            if (c >= 2) names->push_back(cell.substr(1, cell.size() - 2));
-    }
+    std::getline(in, line);  // names
     Rows rows;
     while (std::getline(in, line)) {
         std::stringstream ls(line);
