@@ -57,6 +57,22 @@ double Dot(const double *x, const double *y, int n) { return n < 1 ? 0.0 : VecDo
 // In place, through the general-inverse hook; an empty matrix is its own inverse.
 bool Invert(MATRIX M, int n) { return n < 1 || HookInvGeneral(M, n, nullptr, nullptr) == 0; }
 
+// Columns per pass of the cross products: a block of every row in use stays in cache while all
+// pairs of rows are summed over it.
+constexpr int kColumnBlock = 512;
+
+// G (u x u) = the cross products of the rows over t = 0 .. T-1, block by block; part is u x u
+// scratch, needed only when T exceeds one block.
+void CrossProducts(CMATRIX rows, int u, int T, MATRIX G, MATRIX part) {
+    MatCrossRows(rows, u, 0, (T < kColumnBlock ? T : kColumnBlock) - 1, G);
+    for (int from = kColumnBlock; from < T; from += kColumnBlock) {
+        const int to = (T - from > kColumnBlock ? from + kColumnBlock : T) - 1;
+        MatCrossRows(rows, u, from, to, part);
+        for (int i = 0; i < u; ++i)
+            for (int j = 0; j < u; ++j) G[i][j] += part[i][j];
+    }
+}
+
 // Residual sum of squares y'y - 2 (y'X) b' + b (X'X) b' from the cross products G of the rows in
 // use: y is row py of G and regressor i row pos[i].
 double ResidualSS(CMATRIX G, double yy, int py, const int *pos, const double *b, int n) {
@@ -117,9 +133,11 @@ int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, in
     for (int i = 0; i < k2; ++i) p2[i] = pj[lists.x2_in_j[i]];
     const int u = static_cast<int>(rows.size());
 
-    Work G, Q, r, rQ;
-    if (!G.Alloc(u, u) || !Q.Alloc(m, m) || !r.Alloc(1, m) || !rQ.Alloc(1, m)) return kEncompassingOk;
-    MatCrossRows(rows.data(), u, 0, T - 1, G.p);
+    Work G, part, Q, r, rQ;
+    if (!G.Alloc(u, u) || (T > kColumnBlock && !part.Alloc(u, u)) || !Q.Alloc(m, m) || !r.Alloc(1, m) ||
+        !rQ.Alloc(1, m))
+        return kEncompassingOk;
+    CrossProducts(rows.data(), u, T, G.p, part.p);
     const double yy = G.p[0][0];
 
     // Q = (W W')^-1, r = y'W, y'P y = r Q r'.
