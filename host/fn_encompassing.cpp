@@ -24,7 +24,7 @@ bool ModelFits(VelaValue *pv, int first) {
     if (d < 1) return Reject(first);
     if (e < 0) return Reject(first + 1);
     if (z < 0) return Reject(first + 2);
-    if (int64_t{d} + e + z > X.ival || !X.data.mat) return Reject(first - 1);
+    if (int64_t{d} + e + z > X.ival || !X.data.mat || X.cols < 0) return Reject(first - 1);
     return true;
 }
 

@@ -1,286 +1,170 @@
 // FnEncompassing end to end through the stand-in runtime.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <climits>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include "host/exports.h"
 #include "tests/encompassing/iv_reference.h"
 #include "velawin/velawin.h"
 
-using ivref::Model;
-using ivref::Rows;
-using ivref::Series;
+using namespace ivref;
 
 namespace {
 
-constexpr int kPreset = 77;
-
-// One call's arguments and output variables; the outputs start as the integer 77 so that a test
-// can see whether they were touched.
+// One call's arguments; the three output variables start as the integer 77 so that a test sees
+// whether they were touched.
 struct Call {
-    VelaValue args[11]{};
-    VelaValue stats = VelawinInt(kPreset), index = VelawinInt(kPreset), k = VelawinInt(kPreset);
-    VelaValue rtn{};
+    VelaValue args[11]{}, stats = VelawinInt(77), index = VelawinInt(77), k = VelawinInt(77), rtn{};
 
-    Call(const Model &m1, const Model &m2) : Call(m1.Block(), m1.d(), m1.e(), m1.z(), m2.Block(), m2.d(), m2.e(), m2.z()) {}
-    Call(const Rows &a, int d1, int e1, int z1, const Rows &b, int d2, int e2, int z2) {
-        args[0] = Matrix(a);
-        args[1] = VelawinInt(d1);
-        args[2] = VelawinInt(e1);
-        args[3] = VelawinInt(z1);
-        args[4] = Matrix(b);
-        args[5] = VelawinInt(d2);
-        args[6] = VelawinInt(e2);
-        args[7] = VelawinInt(z2);
+    Call(const Model &a, const Model &b) {
+        const Model *m[] = {&a, &b};
+        for (int i : {0, 1}) {
+            const Rows rows = m[i]->Block();
+            std::vector<double> flat;
+            for (const Series &r : rows) flat.insert(flat.end(), r.begin(), r.end());
+            args[4 * i] = VelawinMatrix(static_cast<int>(rows.size()), static_cast<int>(rows[0].size()), flat.data());
+            args[4 * i + 1] = VelawinInt(m[i]->d());
+            args[4 * i + 2] = VelawinInt(m[i]->e());
+            args[4 * i + 3] = VelawinInt(m[i]->z());
+        }
         args[8] = VelawinRef(&stats);
         args[9] = VelawinRef(&index);
         args[10] = VelawinRef(&k);
     }
     Call(const Call &) = delete;
-    Call &operator=(const Call &) = delete;
     ~Call() {
         for (VelaValue &v : args)
             if (v.type != VELA_ARRAY) VelaFreeByValue(&v);
-        VelaFreeByValue(&stats);
-        VelaFreeByValue(&index);
-        VelaFreeByValue(&k);
-        VelaFreeByValue(&rtn);
+        for (VelaValue *v : {&stats, &index, &k, &rtn}) VelaFreeByValue(v);
     }
-
-    static VelaValue Matrix(const Rows &rows) {
-        const int T = rows.empty() ? 0 : static_cast<int>(rows[0].size());
-        const std::vector<double> flat = ivref::Flatten(rows);
-        return VelawinMatrix(static_cast<int>(rows.size()), T, flat.data());
-    }
-
-    void Invoke(int cArg = 11) {
-        VelawinBeginCall("FnEncompassing");
-        FnEncompassing(&rtn, args, cArg);
-    }
-    void ReplaceArg(int i, VelaValue v) {
+    void Set(int i, VelaValue v) {
         if (args[i].type != VELA_ARRAY) VelaFreeByValue(&args[i]);
         args[i] = v;
     }
-    bool OutputsUntouched() const {
-        return stats.type == VELA_INT && stats.ival == kPreset && index.type == VELA_INT && index.ival == kPreset &&
-               k.type == VELA_INT && k.ival == kPreset;
+    long Invoke(int cArg = 11) {  // returns the number of blocks the call left allocated
+        const long live = VelawinLiveBlocks();
+        VelawinBeginCall("FnEncompassing");
+        FnEncompassing(&rtn, args, cArg);
+        return VelawinLiveBlocks() - live;
     }
+    bool Untouched() const { return stats.ival == 77 && index.ival == 77 && k.ival == 77; }
 };
 
-void ExpectStats(const VelaValue &stats, const std::vector<double> &want, double rel) {
-    ASSERT_EQ(stats.type, VELA_MATRIX);
-    ASSERT_EQ(stats.ival, 1);
-    ASSERT_EQ(stats.cols, 11);
-    for (int i = 0; i < 11; ++i)
-        EXPECT_NEAR(stats.data.mat[0][i], want[i], rel * (1.0 + std::fabs(want[i]))) << "statistic " << i;
+void ExpectStats(const Call &c, const std::vector<double> &want) {
+    ASSERT_EQ(c.rtn.ival, 0);
+    ASSERT_EQ(c.stats.type, VELA_MATRIX);
+    ASSERT_EQ(c.stats.ival * c.stats.cols, 11);
+    for (int i = 0; i < 11; ++i) EXPECT_NEAR(c.stats.data.mat[0][i], want[i], 1e-8 * (1.0 + std::fabs(want[i]))) << i;
 }
 
-// Consumption growth explained by income growth (instrumented) and its own lag, against
-// consumption growth explained by output growth (instrumented) and the bill rate, on the quarterly
-// macro data, growth in annualised percent.
-void MacroModels(Model &m1, Model &m2) {
-    const Rows c = ivref::MacroColumns(std::string(TESSEL_EXAMPLES_DIR) + "/macrodata.csv",
-                                       {"realcons", "realdpi", "realgdp", "realinv", "realgovt", "tbilrate", "unemp"});
-    ASSERT_EQ(c.size(), 7u);
-    const size_t n = c[0].size();
-    ASSERT_GT(n, 100u);
-    // Observations t = 2 .. n-1, so that growth lagged once is available.
-    auto growth = [&](int col, int lag) {
+TEST(FnEncompassingExport, SimulatedAndQuarterlyData) {
+    Model m1, m2;
+    Simulated(250, 17, m1, m2);
+    Call sim(m1, m2);
+    EXPECT_EQ(sim.Invoke(), 2);  // the statistics and the index row
+    ExpectStats(sim, Statistics(m1, m2));
+    ASSERT_EQ(sim.index.cols, 7);
+    EXPECT_EQ(sim.index.data.mat[0][4], 5.0);  // model 2's constant (index 4) was pooled
+    EXPECT_EQ(sim.k.ival, 5);
+
+    // Consumption growth on income growth (instrumented) and its own lag, against consumption
+    // growth on output growth (instrumented) and the bill rate; growth in annualised percent.
+    std::ifstream in(std::string(TESSEL_EXAMPLES_DIR) + "/macrodata.csv");
+    std::string line, cell;
+    std::getline(in, line);
+    Rows col(14);  // year quarter realgdp realcons realinv realgovt realdpi cpi m1 tbilrate unemp ...
+    while (std::getline(in, line)) {
+        std::stringstream ss(line);
+        for (size_t j = 0; j < col.size() && std::getline(ss, cell, ','); ++j) col[j].push_back(std::stod(cell));
+    }
+    ASSERT_EQ(col[3].size(), 203u);
+    auto at = [&](int j, int lag, bool growth) {
         Series s;
-        for (size_t t = 2; t < n; ++t) s.push_back(400.0 * std::log(c[col][t - lag] / c[col][t - lag - 1]));
+        for (size_t t = 2; t < col[j].size(); ++t)
+            s.push_back(growth ? 400.0 * std::log(col[j][t - lag] / col[j][t - lag - 1]) : col[j][t - lag]);
         return s;
     };
-    auto level = [&](int col, int lag) {
-        Series s;
-        for (size_t t = 2; t < n; ++t) s.push_back(c[col][t - lag]);
-        return s;
-    };
-    const Series one(n - 2, 1.0), y = growth(0, 0);
-    m1 = Model{y, {growth(1, 0)}, {one, growth(0, 1)}, {growth(1, 1), growth(4, 0)}};
-    m2 = Model{y, {growth(2, 0)}, {one, level(5, 0)}, {growth(2, 1), growth(3, 1), level(6, 1)}};
+    const Series one(201, 1.0);
+    const Model c1{at(3, 0, true), {at(6, 0, true)}, {one, at(3, 1, true)}, {at(6, 1, true), at(5, 0, true)}};
+    const Model c2{at(3, 0, true), {at(2, 0, true)}, {one, at(9, 0, false)},
+                   {at(2, 1, true), at(4, 1, true), at(10, 1, false)}};
+    Call macro(c1, c2);
+    macro.Invoke();
+    ExpectStats(macro, Statistics(c1, c2));
+    EXPECT_EQ(macro.k.ival, 5);
 }
 
-TEST(FnEncompassingExport, SimulatedModels) {
+TEST(FnEncompassingExport, CodesAndEmptyShapes) {
     Model m1, m2;
-    ivref::Simulated(250, 17, m1, m2);
-    const long live = VelawinLiveBlocks();
-    Call call(m1, m2);
-    call.Invoke();
-    EXPECT_EQ(VelawinErrorCount(), 0) << VelawinLastError();
-    ASSERT_EQ(call.rtn.type, VELA_INT);
-    ASSERT_EQ(call.rtn.ival, 0);
-    ExpectStats(call.stats, ivref::Statistics(m1, m2), 1e-8);
-    ASSERT_EQ(call.index.type, VELA_MATRIX);
-    ASSERT_EQ(call.index.ival, 1);
-    ASSERT_EQ(call.index.cols, 7);
-    const double want_index[] = {0, 1, 2, 3, 5, 6, 7};
-    for (int i = 0; i < 7; ++i) EXPECT_EQ(call.index.data.mat[0][i], want_index[i]);
-    EXPECT_EQ(call.k.type, VELA_INT);
-    EXPECT_EQ(call.k.ival, 5);
-    // Two input matrices and two result matrices.
-    EXPECT_EQ(VelawinLiveBlocks(), live + 4);
-}
-
-TEST(FnEncompassingExport, QuarterlyMacroData) {
-    Model m1, m2;
-    MacroModels(m1, m2);
-    Call call(m1, m2);
-    call.Invoke();
-    ASSERT_EQ(call.rtn.ival, 0);
-    ExpectStats(call.stats, ivref::Statistics(m1, m2), 1e-8);
-    EXPECT_EQ(call.k.ival, 5);  // the constant is shared
-    EXPECT_EQ(call.index.cols, 8);
-}
-
-TEST(FnEncompassingExport, FailureCodesFillOnlyTheStatisticsRow) {
-    Model m1, m2;
-    ivref::Simulated(60, 2, m1, m2);
-    Call same(m1, m1);
-    same.Invoke();
+    Simulated(60, 2, m1, m2);
+    Call same(m1, m1);  // code 2: the statistics row is allocated, nothing else is written
+    EXPECT_EQ(same.Invoke(), 1);
     EXPECT_EQ(same.rtn.ival, 2);
-    ASSERT_EQ(same.stats.type, VELA_MATRIX);
-    EXPECT_EQ(same.stats.ival, 1);
-    EXPECT_EQ(same.stats.cols, 11);
-    EXPECT_EQ(same.index.ival, kPreset);
-    EXPECT_EQ(same.k.ival, kPreset);
+    EXPECT_EQ(same.stats.ival * same.stats.cols, 11);
+    EXPECT_EQ(same.index.ival + same.k.ival, 154);
 
-    Model zero = m1;
-    zero.instruments.push_back(Series(60, 0.0));
-    Call singular(zero, m2);
-    singular.Invoke();
-    EXPECT_EQ(singular.rtn.ival, 3);
-    EXPECT_EQ(singular.stats.type, VELA_MATRIX);
-    EXPECT_EQ(singular.index.ival, kPreset);
-    EXPECT_EQ(singular.k.ival, kPreset);
+    // Different numbers of observations, or no rows at all: -1 and nothing else.
+    Call mismatch(m1, m2), empty(m1, m2), none(m1, m2);
+    mismatch.Set(4, VelawinMatrix(6, 59, nullptr));
+    empty.Set(0, VelawinMatrix(0, 0, nullptr));
+    empty.Set(4, VelawinMatrix(0, 0, nullptr));
+    for (Call *c : {&mismatch, &empty}) {
+        EXPECT_EQ(c->Invoke(), 0);
+        EXPECT_EQ(c->rtn.ival, -1);
+        EXPECT_TRUE(c->Untouched());
+    }
+    // No observations: every series equals every other, so model 2 adds nothing.
+    none.Set(0, VelawinMatrix(6, 0, nullptr));
+    none.Set(4, VelawinMatrix(6, 0, nullptr));
+    EXPECT_EQ(none.Invoke(), 1);
+    EXPECT_EQ(none.rtn.ival, 2);
 }
 
-TEST(FnEncompassingExport, MismatchedOrEmptyMatricesReturnMinusOne) {
+TEST(FnEncompassingExport, RejectsBadArgumentsBeforeAllocating) {
     Model m1, m2;
-    ivref::Simulated(30, 1, m1, m2);
-    const long live = VelawinLiveBlocks();
-    {
-        Call call(m1, m2);
-        Rows shorter = m2.Block();
-        for (Series &r : shorter) r.pop_back();
-        call.ReplaceArg(4, Call::Matrix(shorter));
-        call.Invoke();
-        EXPECT_EQ(call.rtn.type, VELA_INT);
-        EXPECT_EQ(call.rtn.ival, -1);
-        EXPECT_TRUE(call.OutputsUntouched());
-        EXPECT_EQ(VelawinErrorCount(), 0);
-    }
-    {
-        Call call(Rows{}, 1, 0, 0, Rows{}, 1, 0, 0);
-        call.Invoke();
-        EXPECT_EQ(call.rtn.ival, -1);
-        EXPECT_TRUE(call.OutputsUntouched());
-    }
-    EXPECT_EQ(VelawinLiveBlocks(), live);
-}
-
-TEST(FnEncompassingExport, RejectsWrongTypesAndMissingArguments) {
-    Model m1, m2;
-    ivref::Simulated(30, 1, m1, m2);
-    struct Bad {
+    Simulated(30, 1, m1, m2);  // both blocks: d 2, e 2, z 2 in six rows
+    const struct {
         int arg;
         VelaValue value;
-    };
-    for (Bad bad : {Bad{0, VelawinInt(3)}, Bad{1, VelawinDouble(2.0)}, Bad{3, VelawinMatrix(1, 1, nullptr)},
-                    Bad{4, VelawinInt(1)}, Bad{7, VelawinString("2")}, Bad{8, VelawinInt(0)},
-                    Bad{10, VelawinDouble(0.0)}}) {
-        Call call(m1, m2);
-        call.ReplaceArg(bad.arg, bad.value);
-        const long live = VelawinLiveBlocks();
-        call.Invoke();
-        EXPECT_EQ(VelawinErrorCount(), 1) << bad.arg;
-        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(bad.arg) + " of FnEncompassing"),
+        int blamed;
+    } bad[] = {{0, VelawinInt(3), 0},       {2, VelawinDouble(2.0), 2}, {4, VelawinString("B"), 4},
+               {8, VelawinInt(0), 8},       {10, VelawinDouble(0), 10}, {1, VelawinInt(0), 1},
+               {2, VelawinInt(-1), 2},      {3, VelawinInt(3), 0},      {5, VelawinInt(5), 4},
+               {7, VelawinInt(-1), 7},      {6, VelawinInt(INT_MAX), 4}};
+    for (const auto &b : bad) {
+        Call c(m1, m2);
+        c.Set(b.arg, b.value);
+        EXPECT_EQ(c.Invoke(), 0);
+        EXPECT_EQ(VelawinErrorCount(), 1);
+        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(b.blamed) + " of"),
                   std::string::npos)
             << VelawinLastError();
-        EXPECT_EQ(call.rtn.type, VELA_EMPTY);
-        EXPECT_TRUE(call.OutputsUntouched());
-        EXPECT_EQ(VelawinLiveBlocks(), live);
+        EXPECT_EQ(c.rtn.type, VELA_EMPTY);
+        EXPECT_TRUE(c.Untouched());
     }
-    Call call(m1, m2);
-    const long live = VelawinLiveBlocks();
-    call.Invoke(10);
+    Call few(m1, m2);
+    EXPECT_EQ(few.Invoke(10), 0);
     EXPECT_EQ(VelawinErrorCount(), 1);
-    EXPECT_EQ(call.rtn.type, VELA_EMPTY);
-    EXPECT_TRUE(call.OutputsUntouched());
-    EXPECT_EQ(VelawinLiveBlocks(), live);
-}
-
-// Counts that would take the routine outside a matrix are rejected before anything is allocated.
-TEST(FnEncompassingExport, RejectsCountsOutsideTheMatrices) {
-    Model m1, m2;
-    ivref::Simulated(30, 1, m1, m2);  // both blocks have 6 rows: d 2, e 2, z 2
-    struct Bad {
-        int arg;      // argument changed
-        int value;    // its new value
-        int blamed;   // argument reported
-    };
-    for (Bad bad : {Bad{1, 0, 1}, Bad{1, -3, 1}, Bad{2, -1, 2}, Bad{3, -1, 3}, Bad{3, 3, 0}, Bad{1, 5, 0},
-                    Bad{5, 0, 5}, Bad{6, -2, 6}, Bad{7, -1, 7}, Bad{7, 3, 4}, Bad{6, 2147483647, 4}}) {
-        Call call(m1, m2);
-        call.ReplaceArg(bad.arg, VelawinInt(bad.value));
-        const long live = VelawinLiveBlocks();
-        call.Invoke();
-        EXPECT_EQ(VelawinErrorCount(), 1) << bad.arg << " = " << bad.value;
-        EXPECT_NE(std::string(VelawinLastError()).find("argument " + std::to_string(bad.blamed) + " of"),
-                  std::string::npos)
-            << VelawinLastError();
-        EXPECT_TRUE(call.OutputsUntouched());
-        EXPECT_EQ(VelawinLiveBlocks(), live);
-    }
-    // Rows beyond the counted ones are simply not read.
-    Rows longer = m1.Block();
-    longer.push_back(Series(30, 5.0));
-    Call call(longer, m1.d(), m1.e(), m1.z(), m2.Block(), m2.d(), m2.e(), m2.z());
-    call.Invoke();
-    EXPECT_EQ(call.rtn.ival, 0);
+    EXPECT_TRUE(few.Untouched());
 }
 
 TEST(FnEncompassingExport, HostAllocationFailures) {
     Model m1, m2;
-    ivref::Simulated(40, 8, m1, m2);
-    {
-        // The statistics row cannot be had: nothing is written.
-        Call call(m1, m2);
-        const long live = VelawinLiveBlocks();
-        VelawinFailAllocations(0, 1);
-        call.Invoke();
-        VelawinFailAllocations(0, 0);
-        EXPECT_EQ(call.rtn.type, VELA_INT);
-        EXPECT_EQ(call.rtn.ival, 0);
-        EXPECT_TRUE(call.OutputsUntouched());
-        EXPECT_EQ(VelawinLiveBlocks(), live);
-    }
-    {
-        // The index row cannot be had: code 0 with the statistics marked as not computed.
-        Call call(m1, m2);
-        const long live = VelawinLiveBlocks();
-        VelawinFailAllocations(1, 1);
-        call.Invoke();
-        VelawinFailAllocations(0, 0);
-        EXPECT_EQ(call.rtn.ival, 0);
-        ASSERT_EQ(call.stats.type, VELA_MATRIX);
-        for (int i = 0; i < 11; ++i) EXPECT_TRUE(std::isnan(call.stats.data.mat[0][i]));
-        EXPECT_EQ(call.index.ival, kPreset);
-        EXPECT_EQ(call.k.ival, kPreset);
-        EXPECT_EQ(VelawinLiveBlocks(), live + 1);
-    }
-}
-
-TEST(FnEncompassingExport, NoObservations) {
-    // Matrices with rows but no columns: all series compare equal, so model 2 adds nothing.
-    Call call(Rows(4, Series{}), 2, 1, 1, Rows(4, Series{}), 2, 1, 1);
-    ASSERT_EQ(call.args[0].ival, 4);
-    ASSERT_EQ(call.args[0].cols, 0);
-    call.Invoke();
-    EXPECT_EQ(VelawinErrorCount(), 0) << VelawinLastError();
-    EXPECT_EQ(call.rtn.ival, 2);
-    EXPECT_EQ(call.stats.type, VELA_MATRIX);
-    EXPECT_EQ(call.k.ival, kPreset);
+    Simulated(40, 8, m1, m2);
+    Call first(m1, m2), second(m1, m2);
+    VelawinFailAllocations(0, 1);  // no statistics row: nothing is written
+    EXPECT_EQ(first.Invoke(), 0);
+    EXPECT_EQ(first.rtn.ival, 0);
+    EXPECT_TRUE(first.Untouched());
+    VelawinFailAllocations(1, 1);  // no index row: code 0, the statistics marked as not computed
+    EXPECT_EQ(second.Invoke(), 1);
+    VelawinFailAllocations(0, 0);
+    EXPECT_EQ(second.rtn.ival, 0);
+    EXPECT_TRUE(std::isnan(second.stats.data.mat[0][0]) && std::isnan(second.stats.data.mat[0][10]));
+    EXPECT_EQ(second.index.ival + second.k.ival, 154);
 }
 
 }  // namespace
