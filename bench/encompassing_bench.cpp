@@ -58,8 +58,8 @@ void BM_EncompassingTests(benchmark::State &state) {
     double stats[tessel::kEncompassingStats];
     for (auto _ : state) {
         int m = 0, k = 0;
-        int code = tessel::EncompassingTests(pa.data(), 1 + kEndogenous, kExogenous, kExtra, pb.data(),
-                                             1 + kEndogenous, kExogenous, kExtra, kT, index.data(), &m, &k, stats);
+        int code = tessel::EncompassingTests(pa.data(), 1 + kEndogenous, kExogenous, kExtra, pb.data(), 1 + kEndogenous,
+                                             kExogenous, kExtra, kT, index.data(), &m, &k, stats);
         if (code != 0) state.SkipWithError("encompassing tests failed");
         benchmark::DoNotOptimize(stats);
     }
@@ -69,9 +69,16 @@ BENCHMARK(BM_EncompassingTests)->Unit(benchmark::kMillisecond);
 void BM_FnEncompassing(benchmark::State &state) {
     const Data &d = SharedData();
     VelaValue stats{}, index{}, k{}, rtn{};
-    VelaValue args[11] = {VelawinMatrix(kRows, kT, d.a.data()), VelawinInt(1 + kEndogenous), VelawinInt(kExogenous),
-                          VelawinInt(kExtra), VelawinMatrix(kRows, kT, d.b.data()), VelawinInt(1 + kEndogenous),
-                          VelawinInt(kExogenous), VelawinInt(kExtra), VelawinRef(&stats), VelawinRef(&index),
+    VelaValue args[11] = {VelawinMatrix(kRows, kT, d.a.data()),
+                          VelawinInt(1 + kEndogenous),
+                          VelawinInt(kExogenous),
+                          VelawinInt(kExtra),
+                          VelawinMatrix(kRows, kT, d.b.data()),
+                          VelawinInt(1 + kEndogenous),
+                          VelawinInt(kExogenous),
+                          VelawinInt(kExtra),
+                          VelawinRef(&stats),
+                          VelawinRef(&index),
                           VelawinRef(&k)};
     for (auto _ : state) {
         FnEncompassing(&rtn, args, 11);

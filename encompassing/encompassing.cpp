@@ -5,10 +5,11 @@
 // single pass over the data; all that follows works on moment matrices whose size does not depend
 // on T. Model 1's and model 2's moments are sub-blocks of the joint model's: their regressors are
 // rows of J.
+#include "encompassing/encompassing.h"
+
 #include <cmath>
 #include <exception>
 
-#include "encompassing/encompassing.h"
 #include "numeric/kernels.h"
 
 namespace tessel {
@@ -95,8 +96,8 @@ void TwoSteps(CMATRIX q, CMATRIX M, const double *b, int n, MATRIX t1, MATRIX t2
     twice = n < 1 ? 0.0 : Dot(t2[0], b, n);
 }
 
-int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index, int *m_out,
-        int *k_out, double *stats) {
+int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index, int *m_out, int *k_out,
+        double *stats) {
     const int k1 = d1 + e1 - 1, k2 = d2 + e2 - 1, n1 = e1 + z1, n2 = e2 + z2;
 
     EncompassingLists lists;
@@ -153,8 +154,8 @@ int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, in
     const int kk = k1 > k2 ? k1 : k2;
     if (!GJ.Alloc(k, m) || !HJ.Alloc(k, m) || !SJ.Alloc(k, k) || !qJ.Alloc(1, k) || !V1.Alloc(k1, k1) ||
         !V2.Alloc(k2, k2) || !q1.Alloc(1, k1) || !q2.Alloc(1, k2) || !b1.Alloc(1, k1) || !b2.Alloc(1, k2) ||
-        !C12.Alloc(k1, k2) || !L1.Alloc(k1, k2) || !L2.Alloc(k2, k1) || !M1.Alloc(k1, k1) ||
-        !M2.Alloc(k2, k2) || !t1.Alloc(1, kk) || !t2.Alloc(1, kk) || !VJ.Alloc(k, k) || !bJ.Alloc(1, k))
+        !C12.Alloc(k1, k2) || !L1.Alloc(k1, k2) || !L2.Alloc(k2, k1) || !M1.Alloc(k1, k1) || !M2.Alloc(k2, k2) ||
+        !t1.Alloc(1, kk) || !t2.Alloc(1, kk) || !VJ.Alloc(k, k) || !bJ.Alloc(1, k))
         return kEncompassingOk;
 
     // The joint model's moments at the instruments: GJ = XJ'W, HJ = GJ Q, SJ = XJ'P XJ, qJ = y'P XJ.
@@ -198,10 +199,10 @@ int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, in
         return kEncompassingOutOfRange;
 
     const double root_t = std::sqrt(static_cast<double>(T));
-    const double n12 = 0.5 * root_t * std::log((yy - f2) / (yy - a1)) /
-                       (std::sqrt((T - k1) * s1sq * (a1 - a2)) / (yy - a1));
-    const double n21 = 0.5 * root_t * std::log((yy - f1) / (yy - c1)) /
-                       (std::sqrt((T - k2) * s2sq * (c1 - c2)) / (yy - c1));
+    const double n12 =
+        0.5 * root_t * std::log((yy - f2) / (yy - a1)) / (std::sqrt((T - k1) * s1sq * (a1 - a2)) / (yy - a1));
+    const double n21 =
+        0.5 * root_t * std::log((yy - f1) / (yy - c1)) / (std::sqrt((T - k2) * s2sq * (c1 - c2)) / (yy - c1));
     const double e12 = (f2 - a1) / std::sqrt(4.0 * s1sq * (a1 - a2));
     const double e21 = (f1 - c1) / std::sqrt(4.0 * s2sq * (c1 - c2));
 
@@ -236,8 +237,8 @@ int Run(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, in
 
 }  // namespace
 
-int EncompassingTests(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index,
-                      int *m, int *k, double *stats) {
+int EncompassingTests(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index, int *m,
+                      int *k, double *stats) {
     try {
         return Run(A, d1, e1, z1, B, d2, e2, z2, T, index, m, k, stats);
     } catch (const std::exception &) {  // list storage short: nothing computed, nothing written

@@ -18,11 +18,11 @@ namespace tessel {
 
 // Result codes of EncompassingTests.
 enum EncompassingCode {
-    kEncompassingOk = 0,          // also returned, with nothing computed, when work storage is short
+    kEncompassingOk = 0,               // also returned, with nothing computed, when storage is short
     kEncompassingUnderIdentified = 1,  // fewer joint instruments than joint regressors
-    kEncompassingNested = 2,      // one model's lists cover the other's
-    kEncompassingSingular = 3,    // a moment matrix could not be inverted
-    kEncompassingOutOfRange = 4,  // a variance or a sum of squares out of range
+    kEncompassingNested = 2,           // one model's lists cover the other's
+    kEncompassingSingular = 3,         // a moment matrix could not be inverted
+    kEncompassingOutOfRange = 4,       // a variance or a sum of squares out of range
 };
 
 // Positions in the statistics record.
@@ -61,15 +61,15 @@ void EncompassingJoin(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int 
                       EncompassingLists &lists);
 
 // Sargan, N-test, F and Ericsson statistics and the three equation standard errors of model 1
-// (rows of A) and model 2 (rows of B) and of their joint model, all at the pooled instruments, written into stats[0..10] in the
-// order of EncompassingStat. Returns an EncompassingCode. On code 0 after a complete computation,
-// *m and *k receive the lengths of W and J and index[0 .. m-1] W's indices; index needs room for
-// (e1 + z1) + (e2 + z2) entries. When work storage is short the call returns 0 without writing
-// stats, *m or *k. The caller guarantees d >= 1, e >= 0, z >= 0, that A holds d1 + e1 + z1 rows and
-// B d2 + e2 + z2, each of T values. y is row 0 of A throughout, except that model 2's residual sum
-// of squares is taken with row 0 of B.
-int EncompassingTests(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index,
-                      int *m, int *k, double *stats);
+// (rows of A), model 2 (rows of B) and their joint model, all at the pooled instruments, written
+// into stats[0..10] in the order of EncompassingStat. Returns an EncompassingCode. On code 0 after
+// a complete computation, *m and *k receive the lengths of W and J and index[0 .. m-1] W's
+// indices; index needs room for (e1 + z1) + (e2 + z2) entries. When work storage is short the call
+// returns 0 without writing stats, *m or *k. The caller guarantees d >= 1, e >= 0, z >= 0, that A
+// holds d1 + e1 + z1 rows and B d2 + e2 + z2, each of T values. y is row 0 of A throughout, except
+// that model 2's residual sum of squares is taken with row 0 of B.
+int EncompassingTests(CMATRIX A, int d1, int e1, int z1, CMATRIX B, int d2, int e2, int z2, int T, int *index, int *m,
+                      int *k, double *stats);
 
 }  // namespace tessel
 

@@ -29,8 +29,8 @@ Result RunTests(const Model &m1, const Model &m2) {
     Result r;
     r.stats.fill(-1.0);
     r.index.assign(m1.e() + m1.z() + m2.e() + m2.z(), -1);
-    r.code = EncompassingTests(Pointers(a).data(), m1.d(), m1.e(), m1.z(), Pointers(b).data(), m2.d(), m2.e(),
-                               m2.z(), static_cast<int>(m1.y.size()), r.index.data(), &r.m, &r.k, r.stats.data());
+    r.code = EncompassingTests(Pointers(a).data(), m1.d(), m1.e(), m1.z(), Pointers(b).data(), m2.d(), m2.e(), m2.z(),
+                               static_cast<int>(m1.y.size()), r.index.data(), &r.m, &r.k, r.stats.data());
     r.index.resize(std::max(r.m, 0));
     return r;
 }
@@ -45,7 +45,8 @@ void ExpectStats(const Result &r, const std::vector<double> &want) {
 TEST(EncompassingStatistics, LeastSquaresCase) {
     Model s1, s2;
     Simulated(150, 7, s1, s2);
-    const Model m1{s1.y, {}, {s1.exo[0], s1.exo[1], s1.inst[0]}, {}}, m2{s1.y, {}, {s1.exo[0], s2.exo[1], s2.inst[0], s2.inst[1]}, {}};
+    const Model m1{s1.y, {}, {s1.exo[0], s1.exo[1], s1.inst[0]}, {}},
+        m2{s1.y, {}, {s1.exo[0], s2.exo[1], s2.inst[0], s2.inst[1]}, {}};
     const Result r = RunTests(m1, m2);
     ExpectStats(r, Statistics(m1, m2));
     auto rss = [&](const Rows &X) {
@@ -99,12 +100,17 @@ TEST(EncompassingStatistics, ResultCodesWriteNothing) {
     const struct {
         const Model &a, &b;
         int code;
-    } cases[] = {
-        {short1, short2, kEncompassingUnderIdentified}, {short1, short1, kEncompassingUnderIdentified},
-        {m1, m1, kEncompassingNested}, {m1, sub, kEncompassingNested}, {sub, m1, kEncompassingNested},
-        {zeros, m2, kEncompassingSingular}, {m1, scaled, kEncompassingSingular},
-        {repeated, m2, kEncompassingSingular}, {bare, twice, kEncompassingSingular},  // no regressors in model 1
-        {zero_y1, zero_y2, kEncompassingOutOfRange}, {m1, far, kEncompassingOutOfRange}};
+    } cases[] = {{short1, short2, kEncompassingUnderIdentified},
+                 {short1, short1, kEncompassingUnderIdentified},
+                 {m1, m1, kEncompassingNested},
+                 {m1, sub, kEncompassingNested},
+                 {sub, m1, kEncompassingNested},
+                 {zeros, m2, kEncompassingSingular},
+                 {m1, scaled, kEncompassingSingular},
+                 {repeated, m2, kEncompassingSingular},
+                 {bare, twice, kEncompassingSingular},  // no regressors in model 1
+                 {zero_y1, zero_y2, kEncompassingOutOfRange},
+                 {m1, far, kEncompassingOutOfRange}};
     for (const auto &c : cases) {
         const Result r = RunTests(c.a, c.b);
         EXPECT_EQ(r.code, c.code) << &c - cases;

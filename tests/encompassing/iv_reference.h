@@ -131,13 +131,9 @@ inline std::vector<double> Statistics(const Model &m1, const Model &m2) {
             f2.uPu / s2,
             0.5 * rt * std::log((yy - f2.f) / (yy - a1)) / (std::sqrt((T - k1) * s1 * (a1 - a2)) / (yy - a1)),
             0.5 * rt * std::log((yy - f1.f) / (yy - c1)) / (std::sqrt((T - k2) * s2 * (c1 - c2)) / (yy - c1)),
-            std::max(0.0, (fJ.f - f1.f) / ((k - k1) * sJ)),
-            std::max(0.0, (fJ.f - f2.f) / ((k - k2) * sJ)),
-            (f2.f - a1) / std::sqrt(4.0 * s1 * (a1 - a2)),
-            (f1.f - c1) / std::sqrt(4.0 * s2 * (c1 - c2)),
-            std::sqrt(s1),
-            std::sqrt(s2),
-            std::sqrt(sJ)};
+            std::max(0.0, (fJ.f - f1.f) / ((k - k1) * sJ)), std::max(0.0, (fJ.f - f2.f) / ((k - k2) * sJ)),
+            (f2.f - a1) / std::sqrt(4.0 * s1 * (a1 - a2)), (f1.f - c1) / std::sqrt(4.0 * s2 * (c1 - c2)), std::sqrt(s1),
+            std::sqrt(s2), std::sqrt(sJ)};
 }
 
 // y depends on x1 (instrumented by w1, w2), x2 (by w3, w4) and c1; model 1 explains it by x1 and

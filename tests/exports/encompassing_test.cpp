@@ -89,8 +89,8 @@ TEST(FnEncompassingExport, SimulatedAndQuarterlyData) {
     };
     const Series one(201, 1.0);
     const Model c1{at(3, 0, true), {at(6, 0, true)}, {one, at(3, 1, true)}, {at(6, 1, true), at(5, 0, true)}};
-    const Model c2{at(3, 0, true), {at(2, 0, true)}, {one, at(9, 0, false)},
-                   {at(2, 1, true), at(4, 1, true), at(10, 1, false)}};
+    const Model c2{
+        at(3, 0, true), {at(2, 0, true)}, {one, at(9, 0, false)}, {at(2, 1, true), at(4, 1, true), at(10, 1, false)}};
     Call macro(c1, c2);
     macro.Invoke();
     ExpectStats(macro, Statistics(c1, c2));
@@ -130,10 +130,10 @@ TEST(FnEncompassingExport, RejectsBadArgumentsBeforeAllocating) {
         int arg;
         VelaValue value;
         int blamed;
-    } bad[] = {{0, VelawinInt(3), 0},       {2, VelawinDouble(2.0), 2}, {4, VelawinString("B"), 4},
-               {8, VelawinInt(0), 8},       {10, VelawinDouble(0), 10}, {1, VelawinInt(0), 1},
-               {2, VelawinInt(-1), 2},      {3, VelawinInt(3), 0},      {5, VelawinInt(5), 4},
-               {7, VelawinInt(-1), 7},      {6, VelawinInt(INT_MAX), 4}};
+    } bad[] = {{0, VelawinInt(3), 0},  {2, VelawinDouble(2.0), 2}, {4, VelawinString("B"), 4},
+               {8, VelawinInt(0), 8},  {10, VelawinDouble(0), 10}, {1, VelawinInt(0), 1},
+               {2, VelawinInt(-1), 2}, {3, VelawinInt(3), 0},      {5, VelawinInt(5), 4},
+               {7, VelawinInt(-1), 7}, {6, VelawinInt(INT_MAX), 4}};
     for (const auto &b : bad) {
         Call c(m1, m2);
         c.Set(b.arg, b.value);
