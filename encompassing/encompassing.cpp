@@ -1,9 +1,8 @@
 // Encompassing statistics of two instrumental-variables models at their pooled instruments.
 //
 // Every sum over observations comes from one cross-product matrix of the distinct rows in use
-// (y, the joint regressors, the pooled instruments, and model 2's y when it differs), taken in a
-// single pass over the data; all that follows works on moment matrices whose size does not depend
-// on T. Model 1's and model 2's moments are sub-blocks of the joint model's: their regressors are
+// (y, the joint regressors, the pooled instruments, and model 2's y when it differs), taken in one
+// sweep over the data; all that follows works on moment matrices whose size does not depend on T. Model 1's and model 2's moments are sub-blocks of the joint model's: their regressors are
 // rows of J.
 #include "encompassing/encompassing.h"
 
