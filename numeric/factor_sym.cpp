@@ -20,7 +20,7 @@ int MatLdl(MATRIX A, double *d, int n) {
             ai[j] = t * d[j];
             pivot -= t * ai[j];
         }
-        if (pivot <= tol) {
+        if (!(pivot > tol)) {  // a NaN pivot fails too
             d[i] = kHugePivotInverse;
             result = 1;
         } else {
