@@ -1,15 +1,23 @@
 #include "numeric/banded_toeplitz.h"
 
+#include <cmath>
+
 namespace tessel {
 
 namespace {
 
 // Pentadiagonal case (the Hodrick-Prescott system): L D L' computed and applied in one forward
 // pass. Row i of L has l1 = l(i, i-1) and l(i, i-2) = a2 / d(i-2), so only l1 and 1/d are kept.
+// For a positive definite Toeplitz matrix the rows of the factor converge geometrically to those
+// of the spectral factor; once they stop changing at rounding level, the rest of the solve runs on
+// the constant row without storing or dividing.
 int SolvePenta(const double *a, int n, const double *b, double *x, double *work) {
     double *l1 = work, *dinv = work + n;
     const double a0 = a[0], a1 = a[1], a2 = a[2];
+    constexpr double kTol = 4.0 * 2.220446049250313e-16;
     double dm2 = 0.0, dm1 = 0.0, rm2 = 0.0, rm1 = 0.0, l1m1 = 0.0, zm2 = 0.0, zm1 = 0.0;
+    int settled = 0;
+    int k = n;  // rows from k on use the constant factor row
     for (int i = 0; i < n; ++i) {
         const double li2 = a2 * rm2;  // zero for i < 2
         const double li1 = (a1 - a2 * l1m1) * rm1;
@@ -20,6 +28,9 @@ int SolvePenta(const double *a, int n, const double *b, double *x, double *work)
         l1[i] = li1;
         dinv[i] = r;
         x[i] = z;
+        settled = (i >= 2 && std::fabs(d - dm1) <= kTol * d && std::fabs(li1 - l1m1) <= kTol * std::fabs(li1))
+                      ? settled + 1
+                      : 0;
         dm2 = dm1;
         dm1 = d;
         rm2 = rm1;
@@ -27,11 +38,33 @@ int SolvePenta(const double *a, int n, const double *b, double *x, double *work)
         l1m1 = li1;
         zm2 = zm1;
         zm1 = z;
+        if (settled >= 3) {
+            k = i + 1;
+            break;
+        }
     }
-    // Back substitution with L'.
-    double xp1 = 0.0, xp2 = 0.0, l1p1 = 0.0;
-    for (int i = n - 1; i >= 0; --i) {
-        // l(i+1, i) = l1[i+1] and l(i+2, i) = a2 / d(i).
+    const double L1 = l1m1, R = rm1, L2 = a2 * rm1;
+    for (int i = k; i < n; ++i) {
+        const double z = b[i] - L1 * zm1 - L2 * zm2;
+        x[i] = z;
+        zm2 = zm1;
+        zm1 = z;
+    }
+    // Back substitution with L': l(i+1, i) = l1[i+1] and l(i+2, i) = a2 / d(i).
+    double xp1 = 0.0, xp2 = 0.0;
+    int i = n - 1;
+    if (k < n) {
+        double l1p1 = 0.0;  // no row below the last
+        for (; i >= k; --i) {
+            const double v = x[i] * R - l1p1 * xp1 - L2 * xp2;
+            x[i] = v;
+            xp2 = xp1;
+            xp1 = v;
+            l1p1 = L1;
+        }
+    }
+    double l1p1 = i + 1 < n ? (i + 1 >= k ? L1 : l1[i + 1]) : 0.0;
+    for (; i >= 0; --i) {
         const double v = x[i] * dinv[i] - l1p1 * xp1 - a2 * dinv[i] * xp2;
         x[i] = v;
         xp2 = xp1;

@@ -64,7 +64,7 @@ std::vector<double> RandomSeries(size_t n, unsigned seed) {
 
 TEST(BandedToeplitz, MatchesADenseSolveForSeveralBandwidths) {
     for (int m = 0; m <= 4; ++m) {
-        for (int n : {1, 2, 3, 5, 9, 17}) {
+        for (int n : {1, 2, 3, 5, 9, 17, 120}) {
             std::vector<double> a(static_cast<size_t>(m) + 1);
             a[0] = 10.0;
             for (int k = 1; k <= m; ++k) a[k] = (k % 2 ? -1.5 : 0.7) / k;
@@ -102,6 +102,16 @@ TEST(HpFilter, MatchesTheDenseNormalEquations) {
             std::vector<double> ref = DenseHp(y, lambda);
             for (size_t i = 0; i < n; ++i) EXPECT_NEAR(tau[i], ref[i], 1e-9 * (1 + std::fabs(ref[i]))) << n << " " << lambda;
         }
+    }
+}
+
+TEST(HpFilter, MatchesTheDenseSolveOnceTheFactorSettles) {
+    // Long enough for the band factor to reach its constant row, so both phases of the solver run.
+    for (double lambda : {0.5, 1600.0}) {
+        std::vector<double> y = RandomSeries(160, 8), tau(160);
+        ASSERT_EQ(HpFilter(y.data(), 160, lambda, tau.data(), true), 1);
+        std::vector<double> ref = DenseHp(y, lambda);
+        for (size_t i = 0; i < y.size(); ++i) EXPECT_NEAR(tau[i], ref[i], 1e-8 * (1 + std::fabs(ref[i]))) << i;
     }
 }
 
