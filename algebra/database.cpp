@@ -508,6 +508,27 @@ int AlgebraDbSetText(AlgebraDatabase *db, const char *text) {
     return 1;
 }
 
+int AlgebraDbSetBlock(AlgebraDatabase *db, int index, const void *data, int size) {
+    if (!db || index < 0 || index >= db->count || size < 0 || (size > 0 && !data)) return 0;
+    void *copy = std::malloc(size > 0 ? static_cast<size_t>(size) : 1);
+    if (!copy) return 0;
+    if (size > 0) std::memcpy(copy, data, static_cast<size_t>(size));
+    AlgebraVarKind &k = db->kinds[index];
+    if (Journaling(db)) {
+        // The entry takes over the old record (and its block); undo swaps it back.
+        AlgebraJournalEntry e = NewEntry(db, kJournalBlock, index);
+        e.block = k;
+        if (AlgebraJournalPush(db->journal, std::move(e)))
+            k = AlgebraVarKind{};
+        else
+            e.block = AlgebraVarKind{};  // not taken: the record still owns its block
+    }
+    if (k.kind == kAlgebraKindBlock) std::free(k.block);
+    k = AlgebraVarKind{kAlgebraKindBlock, size, copy};
+    db->changed = 1;
+    return 1;
+}
+
 // ---- sample ----
 
 void AlgebraDbSetSample(AlgebraDatabase *db, const AlgebraSample &sample) {

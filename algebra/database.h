@@ -106,6 +106,10 @@ void AlgebraDbMarkModified(AlgebraDatabase *db, int first, int last);
 int AlgebraDbSetLabel(AlgebraDatabase *db, int index, const char *label);
 int AlgebraDbSetText(AlgebraDatabase *db, const char *text);
 
+// Gives variable `index` the block kind with a copy of `size` bytes of `data` (its previous block,
+// if any, is released); 1 on success, 0 when out of memory or out of range.
+int AlgebraDbSetBlock(AlgebraDatabase *db, int index, const void *data, int size);
+
 // Batch mode: deletions are only marked and the observer is not told. Ending it removes the marked
 // variables and notifies once.
 void AlgebraDbBeginBatch(AlgebraDatabase *db);

@@ -93,6 +93,10 @@ TEST(Calendar, SwitchAndArgumentEdges) {
     EXPECT_EQ(CalMakeDate(0, 1, 1), 4294967295.0);
     EXPECT_EQ(CalMakeDate(2000.9, 1.7, 1.99), 2451545.0);
     EXPECT_EQ(CalMakeDate(NAN, 1, 1), 4294967295.0);
+    EXPECT_EQ(CalTruncDay(2451545.75), 2451545);
+    EXPECT_EQ(CalTruncDay(-3.5), -3);
+    EXPECT_EQ(CalTruncDay(NAN), 0);
+    EXPECT_EQ(CalTruncDay(1e300), INT32_MAX);
     // Extreme arguments are computed without overflow traps.
     (void)CalMakeDate(1e300, 1e300, 1e300);
     (void)CalMakeDate(-1e300, 5, 5);

@@ -405,6 +405,24 @@ TEST(AlgebraJournal, UndoesABatchAsOneStep) {
     EXPECT_EQ(db->data[0][3], 42.0);
 }
 
+TEST(AlgebraJournal, BlocksAreOwnedAndRestored) {
+    DbPtr db = NewDb(2);
+    ASSERT_EQ(AlgebraDbAddVariables(db.get(), 2), 0);
+    const char first[] = "first block", second[] = "second";
+    ASSERT_EQ(AlgebraDbSetBlock(db.get(), 1, first, sizeof first), 1);
+    AlgebraDbEnableJournal(db.get(), 1);
+    ASSERT_EQ(AlgebraDbSetBlock(db.get(), 1, second, sizeof second), 1);
+    EXPECT_EQ(db->kinds[1].kind, kAlgebraKindBlock);
+    EXPECT_STREQ(static_cast<const char *>(db->kinds[1].block), "second");
+    ASSERT_EQ(AlgebraDbUndo(db.get()), 1);
+    EXPECT_STREQ(static_cast<const char *>(db->kinds[1].block), "first block");
+    EXPECT_EQ(db->kinds[1].blockSize, static_cast<int>(sizeof first));
+    EXPECT_EQ(AlgebraDbSetBlock(db.get(), 2, first, 4), 0);
+    EXPECT_EQ(AlgebraDbSetBlock(db.get(), 0, nullptr, 4), 0);
+    // Deleting a block variable and freeing the database release the blocks (checked by ASan).
+    AlgebraDbDelete(db.get(), 1);
+}
+
 TEST(AlgebraJournal, FreeingADatabaseReleasesItsSlot) {
     AlgebraDatabase *a = AlgebraDbCreate(1);
     ASSERT_NE(a, nullptr);
