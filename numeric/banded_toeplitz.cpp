@@ -8,9 +8,9 @@ namespace {
 
 // Pentadiagonal case (the Hodrick-Prescott system): L D L' computed and applied in one forward
 // pass. Row i of L has l1 = l(i, i-1) and l(i, i-2) = a2 / d(i-2), so only l1 and 1/d are kept.
-// For a positive definite Toeplitz matrix the rows of the factor converge geometrically to those
-// of the spectral factor; once they stop changing at rounding level, the rest of the solve runs on
-// the constant row without storing or dividing.
+// For a positive definite Toeplitz matrix the rows of the factor converge geometrically to a
+// constant row (the factor of the band's symbol); once they stop changing at rounding level, the
+// rest of the solve runs on that row without storing or dividing.
 int SolvePenta(const double *a, int n, const double *b, double *x, double *work) {
     double *l1 = work, *dinv = work + n;
     const double a0 = a[0], a1 = a[1], a2 = a[2];
