@@ -13,25 +13,30 @@ int MatInvLu(MATRIX A, int n, double *rcond, int *nsmall) {
     if (nsmall) *nsmall = 0;
     if (!A) return 3;
     if (n < 1) return 0;
-    MATRIX LU = MatAlloc(n, n);
-    MATRIX Z = MatAlloc(n, n);
-    int *perm = new (std::nothrow) int[n];
+    // One block for the factor (rows 0..n-1), the transposed inverse (rows n..2n-1) and the
+    // reciprocals of the pivots (row 2n).
+    MATRIX W = MatAlloc(2 * n + 1, n);
+    int small_perm[64];
+    int *perm = n <= 64 ? small_perm : new (std::nothrow) int[n];
     auto release = [&]() {
-        MatFree(LU);
-        MatFree(Z);
-        delete[] perm;
+        MatFree(W);
+        if (perm != small_perm) delete[] perm;
     };
-    if (!LU || !Z || !perm) {
+    if (!W || !perm) {
         release();
         return -1;
     }
+    MATRIX LU = W;
+    MATRIX Z = W + n;
+    double *rpiv = W[2 * n];
     double scale = 0.0;
     for (int i = 0; i < n; ++i) {
         const double *a = A[i];
         double *l = LU[i];
         for (int j = 0; j < n; ++j) {
             l[j] = a[j];
-            scale = std::fmax(scale, std::fabs(a[j]));
+            const double v = std::fabs(a[j]);
+            scale = v > scale || v != v ? v : scale;  // a NaN sticks and fails the check below
         }
         perm[i] = i;
     }
@@ -60,10 +65,11 @@ int MatInvLu(MATRIX A, int n, double *rcond, int *nsmall) {
             std::swap(LU[p], LU[k]);
             std::swap(perm[p], perm[k]);
         }
-        umax = std::fmax(umax, best);
-        umin = std::fmin(umin, best);
+        if (best > umax) umax = best;
+        if (best < umin) umin = best;
         const double *uk = LU[k];
         const double inv = 1.0 / uk[k];
+        rpiv[k] = inv;
         for (int i = k + 1; i < n; ++i) {
             double *li = LU[i];
             const double f = li[k] * inv;
@@ -81,7 +87,7 @@ int MatInvLu(MATRIX A, int n, double *rcond, int *nsmall) {
         for (int r = i + 1; r < n; ++r) z[r] = -VecInner(LU[r] + i, z + i, r - i);
         for (int r = n - 1; r >= 0; --r) {
             const double *u = LU[r];
-            z[r] = (z[r] - VecInner(u + r + 1, z + r + 1, n - r - 1)) / u[r];
+            z[r] = (z[r] - VecInner(u + r + 1, z + r + 1, n - r - 1)) * rpiv[r];
         }
     }
     for (int i = 0; i < n; ++i)
