@@ -36,17 +36,13 @@ int MatInvSymLdl(MATRIX A, int n, double *logdet) {
         if (logdet) *logdet = 0.0;
         return 0;
     }
-    MATRIX W = MatAllocCached(n, n);
+    // Rows 0..n-1 of W take L^-T, row n the reciprocal pivots.
+    MATRIX W = MatAllocCached(n + 1, n);
     if (!W) return 1;
-    double *dd = new (std::nothrow) double[n];
-    if (!dd) {
-        MatFreeCached(W, n, n);
-        return 1;
-    }
+    double *dd = W[n];
     const int rc = MatLdl(A, dd, n);
     if (rc != 0) {
-        delete[] dd;
-        MatFreeCached(W, n, n);
+        MatFreeCached(W, n + 1, n);
         return rc;
     }
     if (logdet) {
@@ -77,8 +73,7 @@ int MatInvSymLdl(MATRIX A, int n, double *logdet) {
     }
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < i; ++j) A[j][i] = A[i][j];
-    delete[] dd;
-    MatFreeCached(W, n, n);
+    MatFreeCached(W, n + 1, n);
     return 0;
 }
 
