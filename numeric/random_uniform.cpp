@@ -190,7 +190,9 @@ double Mwc52Normal(RanState *s) {
     for (;;) {
         uint32_t a, b;
         MwcTwoSteps(s, &a, &b);
-        const double u = 2.0 * Mwc52FromWords(a, b) - 1.0;
+        // 2 U - 1 for the 52-bit uniform U of these words, built exactly from one 52-bit integer.
+        const int64_t v = static_cast<int64_t>(static_cast<int32_t>(a)) * 1048576 + (b & 0xFFFFFu);
+        const double u = static_cast<double>(v) * (2.0 * kTwoM52) + kTwoM52;
         double x;
         if (ZigTryLayer(u, (b >> 20) & 127u, &x)) return x;
         if (ZigSlowPath(u, (b >> 20) & 127u, s, Mwc52Uniform, &x)) return x;
