@@ -185,30 +185,48 @@ double Mwc52Uniform(RanState *s) {
 }
 
 // Ziggurat normals. The 52-bit draw leaves bits 20..26 of its second word unused; they pick the
-// layer, so each normal costs two steps of the recurrence instead of three.
-double Mwc52Normal(RanState *s) {
+// layer, so each normal costs two steps of the recurrence instead of three. The rare slow path
+// (wedges, tail, rejection) sits out of line so the common path needs no stack frame.
+inline void Mwc52Signed(RanState *s, double *u, uint32_t *layer) {
+    uint32_t a, b;
+    MwcTwoSteps(s, &a, &b);
+    // 2 U - 1 for the 52-bit uniform U of these words, built exactly from one 52-bit integer.
+    const int64_t v = static_cast<int64_t>(static_cast<int32_t>(a)) * 1048576 + (b & 0xFFFFFu);
+    *u = static_cast<double>(v) * (2.0 * kTwoM52) + kTwoM52;
+    *layer = (b >> 20) & 127u;
+}
+
+inline void Mwc32Signed(RanState *s, double *u, uint32_t *layer) {
+    uint32_t a, b;
+    MwcTwoSteps(s, &a, &b);
+    *u = 2.0 * Mwc32FromWord(a) - 1.0;
+    *layer = b & 127u;
+}
+
+template <void (*Signed)(RanState *, double *, uint32_t *), double (*Uniform)(RanState *)>
+[[gnu::noinline]] double ZigSlow(RanState *s, double u, uint32_t layer) {
     for (;;) {
-        uint32_t a, b;
-        MwcTwoSteps(s, &a, &b);
-        // 2 U - 1 for the 52-bit uniform U of these words, built exactly from one 52-bit integer.
-        const int64_t v = static_cast<int64_t>(static_cast<int32_t>(a)) * 1048576 + (b & 0xFFFFFu);
-        const double u = static_cast<double>(v) * (2.0 * kTwoM52) + kTwoM52;
         double x;
-        if (ZigTryLayer(u, (b >> 20) & 127u, &x)) return x;
-        if (ZigSlowPath(u, (b >> 20) & 127u, s, Mwc52Uniform, &x)) return x;
+        if (ZigSlowPath(u, layer, s, Uniform, &x)) return x;
+        Signed(s, &u, &layer);
+        if (ZigTryLayer(u, layer, &x)) return x;
     }
 }
 
+double Mwc52Normal(RanState *s) {
+    double u, x;
+    uint32_t layer;
+    Mwc52Signed(s, &u, &layer);
+    if (ZigTryLayer(u, layer, &x)) return x;
+    return ZigSlow<Mwc52Signed, Mwc52Uniform>(s, u, layer);
+}
+
 double Mwc32Normal(RanState *s) {
-    for (;;) {
-        uint32_t a, b;
-        MwcTwoSteps(s, &a, &b);
-        const double u = 2.0 * Mwc32FromWord(a) - 1.0;
-        const uint32_t layer = b & 127u;
-        double x;
-        if (ZigTryLayer(u, layer, &x)) return x;
-        if (ZigSlowPath(u, layer, s, Mwc32Uniform, &x)) return x;
-    }
+    double u, x;
+    uint32_t layer;
+    Mwc32Signed(s, &u, &layer);
+    if (ZigTryLayer(u, layer, &x)) return x;
+    return ZigSlow<Mwc32Signed, Mwc32Uniform>(s, u, layer);
 }
 
 // Fills the lag table from the linear congruential recurrence, skipping zero words; key words,
