@@ -8,6 +8,35 @@
 
 namespace tessel {
 
+namespace {
+
+// d[q] = sum over t < len of u[t] z[q][off + t]: four columns against one row, four terms at a time.
+inline void Dot4(const double *u, double *const z[4], int off, int len, double d[4]) {
+    const double *z0 = z[0] + off, *z1 = z[1] + off, *z2 = z[2] + off, *z3 = z[3] + off;
+    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+    int t = 0;
+    for (; t + 4 <= len; t += 4) {
+        const double a = u[t], b = u[t + 1], c = u[t + 2], e = u[t + 3];
+        s0 += a * z0[t] + b * z0[t + 1] + c * z0[t + 2] + e * z0[t + 3];
+        s1 += a * z1[t] + b * z1[t + 1] + c * z1[t + 2] + e * z1[t + 3];
+        s2 += a * z2[t] + b * z2[t + 1] + c * z2[t + 2] + e * z2[t + 3];
+        s3 += a * z3[t] + b * z3[t + 1] + c * z3[t + 2] + e * z3[t + 3];
+    }
+    for (; t < len; ++t) {
+        const double a = u[t];
+        s0 += a * z0[t];
+        s1 += a * z1[t];
+        s2 += a * z2[t];
+        s3 += a * z3[t];
+    }
+    d[0] = s0;
+    d[1] = s1;
+    d[2] = s2;
+    d[3] = s3;
+}
+
+}  // namespace
+
 int MatInvLu(MATRIX A, int n, double *rcond, int *nsmall) {
     if (rcond) *rcond = 1.0;
     if (nsmall) *nsmall = 0;
@@ -80,7 +109,28 @@ int MatInvLu(MATRIX A, int n, double *rcond, int *nsmall) {
     }
     // Row j of Z is column j of the inverse: solve L y = P e_j, then U x = y.
     // perm[i] is the original row now at position i, so P e_j has its 1 where perm[i] == j.
-    for (int i = 0; i < n; ++i) {
+    // Four right-hand sides go together so each pass over the factor serves four columns.
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        double *z[4] = {Z[perm[i]], Z[perm[i + 1]], Z[perm[i + 2]], Z[perm[i + 3]]};
+        for (int q = 0; q < 4; ++q) {
+            for (int t = 0; t < i + q; ++t) z[q][t] = 0.0;
+            z[q][i + q] = 1.0;
+            // Rows inside the group: only the columns whose 1 lies above them are computed.
+            for (int r = i + q + 1; r < i + 4; ++r) z[q][r] = -VecInner(LU[r] + i, z[q] + i, r - i);
+        }
+        for (int r = i + 4; r < n; ++r) {
+            double d[4];
+            Dot4(LU[r] + i, z, i, r - i, d);
+            for (int q = 0; q < 4; ++q) z[q][r] = -d[q];
+        }
+        for (int r = n - 1; r >= 0; --r) {
+            double d[4];
+            Dot4(LU[r] + r + 1, z, r + 1, n - r - 1, d);
+            for (int q = 0; q < 4; ++q) z[q][r] = (z[q][r] - d[q]) * rpiv[r];
+        }
+    }
+    for (; i < n; ++i) {
         double *z = Z[perm[i]];
         for (int t = 0; t < i; ++t) z[t] = 0.0;
         z[i] = 1.0;
