@@ -203,8 +203,14 @@ inline void Mwc32Signed(RanState *s, double *u, uint32_t *layer) {
     *layer = b & 127u;
 }
 
+#if defined(_MSC_VER)
+#define TESSEL_NOINLINE __declspec(noinline)
+#else
+#define TESSEL_NOINLINE __attribute__((noinline))
+#endif
+
 template <void (*Signed)(RanState *, double *, uint32_t *), double (*Uniform)(RanState *)>
-[[gnu::noinline]] double ZigSlow(RanState *s, double u, uint32_t layer) {
+TESSEL_NOINLINE double ZigSlow(RanState *s, double u, uint32_t layer) {
     for (;;) {
         double x;
         if (ZigSlowPath(u, layer, s, Uniform, &x)) return x;
