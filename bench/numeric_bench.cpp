@@ -110,6 +110,13 @@ void BM_RanNormal(benchmark::State &state, const char *name) {
     for (auto _ : state) benchmark::DoNotOptimize(tessel::RanNormal());
 }
 
+// Reference point for reading the draw timings on a loaded machine: the standard library's
+// minimal-standard generator, a few instructions per draw.
+void BM_StdMinstdReference(benchmark::State &state) {
+    std::minstd_rand rng(1);
+    for (auto _ : state) benchmark::DoNotOptimize(rng());
+}
+
 }  // namespace
 
 BENCHMARK(BM_MatMul)->Arg(8)->Arg(32)->Arg(128)->Arg(512);
@@ -123,3 +130,4 @@ BENCHMARK_CAPTURE(BM_RanUniform, PM, "PM");
 BENCHMARK_CAPTURE(BM_RanNormal, MWC_52, "MWC_52");
 BENCHMARK_CAPTURE(BM_RanNormal, MWC_32, "MWC_32");
 BENCHMARK_CAPTURE(BM_RanNormal, LE, "LE");
+BENCHMARK(BM_StdMinstdReference);

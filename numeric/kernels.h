@@ -136,8 +136,9 @@ int MatQrPivot(MATRIX XT, int k, int T, int *perm, double *work);
 
 // Rank of the triangular factor left in R (k x T, R' read row by row as above). Returns -1 with
 // rank 0 when R is zero; otherwise 1 (full rank) or 2 (full rank but ill-conditioned), negated
-// when a diagonal element before the last one falls below the threshold; rank counts the leading
-// diagonal elements above it.
+// when a diagonal element before the last one falls below the threshold (a failure of the last
+// one alone leaves the result positive with rank k - 1); rank counts the leading diagonal
+// elements above it.
 int MatRankR(CMATRIX R, int k, int T, int *rank);
 
 // Scratch length for OlsQr's work argument.

@@ -3,7 +3,9 @@
 #include <bit>
 #include <cstdint>
 
+#include "numeric/kernels.h"
 #include "numeric/matrix.h"
+#include "tests/numeric/matrix_test_util.h"
 
 namespace tessel {
 namespace {
@@ -101,6 +103,21 @@ TEST_F(MatrixCache, EvictionOrderAndHitSlotReuse) {
     EXPECT_EQ(Cache().mat[2], f);
     EXPECT_EQ(Cache().evictions, 2);
     MatFree(c);
+}
+
+// The kernels take their work matrices from the cache and give them back with the same shape,
+// so a second factorisation reuses them.
+TEST_F(MatrixCache, KernelsRecycleTheirWorkMatrices) {
+    MatCacheEnable(8, 64 * 64 + 1);
+    std::mt19937 rng(3);
+    for (int round = 0; round < 2; ++round) {
+        testing::OwnedMat a = testing::RandomSpd(150, rng);
+        ASSERT_EQ(MatCholeskyBlocked(a.get(), 150), 0);
+        testing::OwnedMat s = testing::RandomSpd(10, rng);
+        ASSERT_EQ(MatInvSymLdl(s.get(), 10, nullptr), 0);
+    }
+    EXPECT_EQ(Cache().hits, 3);  // two 64 x 64 blocks and one 11 x 10 work matrix
+    EXPECT_EQ(Cache().evictions, 0);
 }
 
 MatCache g_private;

@@ -80,47 +80,50 @@ TEST(MatrixRank, DecisionsOnMatricesOfKnownRank) {
     EXPECT_EQ(rank, 0);
 }
 
+// A small problem and one with more than 64 regressors.
 TEST(MatrixOlsQr, AgreesWithNormalEquations) {
     std::mt19937 rng(8);
-    const int k = 5, T = 60, n = 2;
-    OwnedMat x = Random(k, T, rng);
-    for (int t = 0; t < T; ++t) x.get()[0][t] = 1.0;
-    OwnedMat y = Random(n, T, rng);
-    OwnedMat xt = Make(k, T), b = Make(n, k), inv = Make(k, k), e = Make(n, T);
-    MatCopy(xt.get(), x.get(), k, T);
-    ASSERT_EQ(OlsQr(xt.get(), k, T, y.get(), n, b.get(), inv.get(), e.get(), nullptr), 1);
+    const int n = 2;
+    for (const auto &[k, T] : {std::pair{5, 60}, std::pair{70, 120}}) {
+        OwnedMat x = Random(k, T, rng);
+        for (int t = 0; t < T; ++t) x.get()[0][t] = 1.0;
+        OwnedMat y = Random(n, T, rng);
+        OwnedMat xt = Make(k, T), b = Make(n, k), inv = Make(k, k), e = Make(n, T);
+        MatCopy(xt.get(), x.get(), k, T);
+        ASSERT_EQ(OlsQr(xt.get(), k, T, y.get(), n, b.get(), inv.get(), e.get(), nullptr), 1);
 
-    // Normal equations X'X b = X'y and (X'X) (X'X)^-1 = I, with X'X summed directly.
-    std::vector<std::vector<double>> xx(k, std::vector<double>(k));
-    for (int i = 0; i < k; ++i)
-        for (int j = 0; j < k; ++j)
-            for (int t = 0; t < T; ++t) xx[i][j] += x.get()[i][t] * x.get()[j][t];
-    for (int i = 0; i < k; ++i) {
-        for (int j = 0; j < k; ++j) {
-            double s = 0.0;
-            for (int c = 0; c < k; ++c) s += xx[i][c] * inv.get()[c][j];
-            EXPECT_NEAR(s, i == j ? 1.0 : 0.0, 1e-12);
+        // Normal equations X'X b = X'y and (X'X) (X'X)^-1 = I, with X'X summed directly.
+        std::vector<std::vector<double>> xx(k, std::vector<double>(k));
+        for (int i = 0; i < k; ++i)
+            for (int j = 0; j < k; ++j)
+                for (int t = 0; t < T; ++t) xx[i][j] += x.get()[i][t] * x.get()[j][t];
+        for (int i = 0; i < k; ++i) {
+            for (int j = 0; j < k; ++j) {
+                double s = 0.0;
+                for (int c = 0; c < k; ++c) s += xx[i][c] * inv.get()[c][j];
+                EXPECT_NEAR(s, i == j ? 1.0 : 0.0, 1e-12);
+            }
+            for (int v = 0; v < n; ++v) {
+                double xxb = 0.0, xy = 0.0, xe = 0.0;
+                for (int c = 0; c < k; ++c) xxb += xx[i][c] * b.get()[v][c];
+                for (int t = 0; t < T; ++t) xy += x.get()[i][t] * y.get()[v][t], xe += x.get()[i][t] * e.get()[v][t];
+                EXPECT_NEAR(xxb, xy, 1e-11 * (1.0 + std::fabs(xy)));
+                EXPECT_NEAR(xe, 0.0, 1e-11);  // residuals orthogonal to every regressor
+            }
         }
-        for (int v = 0; v < n; ++v) {
-            double xxb = 0.0, xy = 0.0, xe = 0.0;
-            for (int c = 0; c < k; ++c) xxb += xx[i][c] * b.get()[v][c];
-            for (int t = 0; t < T; ++t) xy += x.get()[i][t] * y.get()[v][t], xe += x.get()[i][t] * e.get()[v][t];
-            EXPECT_NEAR(xxb, xy, 1e-11 * (1.0 + std::fabs(xy)));
-            EXPECT_NEAR(xe, 0.0, 1e-11);  // residuals orthogonal to every regressor
-        }
+        for (int v = 0; v < n; ++v)
+            for (int t = 0; t < T; ++t) {
+                double fit = 0.0;
+                for (int i = 0; i < k; ++i) fit += b.get()[v][i] * x.get()[i][t];
+                EXPECT_NEAR(e.get()[v][t], y.get()[v][t] - fit, 1e-12);
+            }
+        // Optional outputs absent, caller-supplied work.
+        std::vector<double> work(OlsQrWorkSize(k, T));
+        MatCopy(xt.get(), x.get(), k, T);
+        OwnedMat b2 = Make(n, k);
+        ASSERT_EQ(OlsQr(xt.get(), k, T, y.get(), n, b2.get(), nullptr, nullptr, work.data()), 1);
+        EXPECT_LE(MaxAbsDiff(b.get(), b2.get(), n, k), 1e-13);
     }
-    for (int v = 0; v < n; ++v)
-        for (int t = 0; t < T; ++t) {
-            double fit = 0.0;
-            for (int i = 0; i < k; ++i) fit += b.get()[v][i] * x.get()[i][t];
-            EXPECT_NEAR(e.get()[v][t], y.get()[v][t] - fit, 1e-12);
-        }
-    // Optional outputs absent, caller-supplied work.
-    std::vector<double> work(OlsQrWorkSize(k, T));
-    MatCopy(xt.get(), x.get(), k, T);
-    OwnedMat b2 = Make(n, k);
-    ASSERT_EQ(OlsQr(xt.get(), k, T, y.get(), n, b2.get(), nullptr, nullptr, work.data()), 1);
-    EXPECT_LE(MaxAbsDiff(b.get(), b2.get(), n, k), 1e-13);
 }
 
 TEST(MatrixOlsQr, RankDeficientRegressors) {

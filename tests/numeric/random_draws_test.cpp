@@ -6,6 +6,7 @@
 
 #include "numeric/missing.h"
 #include "numeric/random.h"
+#include "numeric/random_internal.h"
 
 namespace tessel {
 namespace {
@@ -84,6 +85,22 @@ TEST_F(RandomDraws, UniformAndNormalMomentsAndKolmogorovSmirnov) {
         const double p = std::erfc(3.442619855899 / std::sqrt(2.0));
         EXPECT_NEAR(tail / n, p, 5 * std::sqrt(p / n)) << name;
     }
+}
+
+// Every layer of the ziggurat has area v (the base strip including the tail beyond r), and the
+// top layer closes at the peak of the density.
+TEST_F(RandomDraws, ZigguratLayersHaveEqualAreas) {
+    auto f = [](double x) { return std::exp(-0.5 * x * x); };
+    const double r = 3.442619855899, v = 0.00991256303526217;
+    const double tail = std::sqrt(std::acos(-1.0) / 2.0) * std::erfc(r / std::sqrt(2.0));
+    EXPECT_NEAR(g_zig.x[0] * f(r), v, 1e-15);
+    EXPECT_NEAR(r * f(r) + tail, v, 1e-9);
+    EXPECT_EQ(g_zig.x[1], r);
+    for (int i = 1; i < kZigLayers; ++i) {
+        EXPECT_NEAR(g_zig.x[i] * (f(g_zig.x[i + 1]) - f(g_zig.x[i])), v, 1e-9) << i;
+        EXPECT_DOUBLE_EQ(g_zig.ratio[i], g_zig.x[i + 1] / g_zig.x[i]);
+    }
+    EXPECT_NEAR(v / g_zig.x[kZigLayers - 1] + f(g_zig.x[kZigLayers - 1]), 1.0, 1e-6);
 }
 
 TEST_F(RandomDraws, ReseedingDropsTheSpareNormal) {
