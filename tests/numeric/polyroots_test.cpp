@@ -67,7 +67,9 @@ TEST(PolyRoots, ComplexRootsComeInConjugatePairs) {
     ASSERT_EQ(status, 0);
     ExpectSameRoots(got, {C(-1.0), std::polar(1.0, M_PI / 3), std::polar(1.0, -M_PI / 3)}, 1e-12);
     for (const C &r : got) {
-        if (r.imag() != 0.0) EXPECT_EQ(std::count(got.begin(), got.end(), std::conj(r)), 1);
+        if (r.imag() != 0.0) {
+            EXPECT_EQ(std::count(got.begin(), got.end(), std::conj(r)), 1);
+        }
     }
 }
 
