@@ -21,27 +21,45 @@ inline void PredictAbt(const double *const *P, const double *x, double *pred, in
     }
 }
 
+// One observation: products of prediction and density (negatives count as zero), their sum as
+// the likelihood, then the next prediction. The next prediction is formed from the unnormalised
+// products and scaled by the reciprocal of the sum, so that the division runs alongside the
+// matrix product. There is deliberately no guard on the sum: a zero sum gives non-finite
+// probabilities from there on.
+template <int Pc>
+inline void FilterStep(const double *e, const double *const *P, int p_rt, double *pred, double *post,
+                       double *lik, double *filt) {
+    const int p = Pc ? Pc : p_rt;
+    double s = 0.0;
+    for (int j = 0; j < p; ++j) {
+        double f = pred[j] * e[j];
+        if (f < 0.0) f = 0.0;
+        post[j] = f;
+        s += f;
+    }
+    *lik = s;
+    PredictAbt<Pc>(P, post, pred, p);
+    const double inv = 1.0 / s;
+    for (int j = 0; j < p; ++j) pred[j] *= inv;
+    if (filt)
+        for (int j = 0; j < p; ++j) filt[j] = post[j] * inv;
+}
+
 template <int Pc>
 void FilterLoop(const double *const *eta, const double *const *P, int T, int p_rt, double *const *lik,
                 double *const *filt, double *pred, double *post) {
-    const int p = Pc ? Pc : p_rt;
-    for (int t = 0; t < T; ++t) {
-        const double *e = eta[t];
-        double s = 0.0;
-        for (int j = 0; j < p; ++j) {
-            double f = pred[j] * e[j];
-            if (f < 0.0) f = 0.0;  // a negative density or prediction counts as zero
-            post[j] = f;
-            s += f;
+    if constexpr (Pc > 0) {
+        // Local copies that the compiler can keep in registers: the outputs cannot alias them.
+        double Pl[Pc][Pc], pr[Pc], po[Pc];
+        const double *rows[Pc];
+        for (int i = 0; i < Pc; ++i) {
+            for (int j = 0; j < Pc; ++j) Pl[i][j] = P[i][j];
+            rows[i] = Pl[i];
+            pr[i] = pred[i];
         }
-        lik[t][0] = s;
-        // No guard on s: a zero sum is the caller's signal that the densities are inconsistent.
-        for (int j = 0; j < p; ++j) post[j] = post[j] / s;
-        if (filt) {
-            double *out = filt[t];
-            for (int j = 0; j < p; ++j) out[j] = post[j];
-        }
-        PredictAbt<Pc>(P, post, pred, p);
+        for (int t = 0; t < T; ++t) FilterStep<Pc>(eta[t], rows, Pc, pr, po, lik[t], filt ? filt[t] : nullptr);
+    } else {
+        for (int t = 0; t < T; ++t) FilterStep<0>(eta[t], P, p_rt, pred, post, lik[t], filt ? filt[t] : nullptr);
     }
 }
 
@@ -59,6 +77,7 @@ int MsFilter(const double *const *eta, const double *const *P, const double *pri
     case 2: FilterLoop<2>(eta, P, T, p, lik, filt, pred, post); break;
     case 3: FilterLoop<3>(eta, P, T, p, lik, filt, pred, post); break;
     case 4: FilterLoop<4>(eta, P, T, p, lik, filt, pred, post); break;
+    case 8: FilterLoop<8>(eta, P, T, p, lik, filt, pred, post); break;
     default: FilterLoop<0>(eta, P, T, p, lik, filt, pred, post); break;
     }
     return 1;

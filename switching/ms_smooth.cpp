@@ -14,9 +14,12 @@ constexpr double kCap = 1e100;     // ... and their reciprocal is capped here
 
 enum SmoothKind { kWeighted, kPlain, kSymmetric };
 
-template <SmoothKind Kind>
-void SmoothLoop(const double *const *filt, const double *const *P, int T, int p, double *const *smooth,
+// Pc > 0 fixes the number of regimes at compile time, and the caller passes local arrays the
+// compiler can keep in registers; 0 means the run-time count p_rt.
+template <SmoothKind Kind, int Pc>
+void SmoothLoop(const double *const *filt, const double *const *P, int T, int p_rt, double *const *smooth,
                 double *const *S, double *ratio, double *cur, double *pred) {
+    const int p = Pc ? Pc : p_rt;
     for (int i = 0; i < p; ++i)
         for (int j = 0; j < p; ++j) S[i][j] = 0.0;
     for (int j = 0; j < p; ++j) smooth[T - 1][j] = ratio[j] = filt[T - 1][j];
@@ -77,7 +80,24 @@ int RunSmoother(const double *const *filt, const double *const *P, int T, int p,
     if (!work) return 0;
     // Without S the second and symmetric forms do not even write the last row of smooth.
     if (!S) return 0;
-    SmoothLoop<Kind>(filt, P, T, p, smooth, S, work.get(), work.get() + p, work.get() + 2 * p);
+    if (p <= 4) {
+        // Small regime counts: the transition matrix, S and the work vectors as local arrays.
+        double Pl[4][4], Sl[4][4], r[4], c[4], q[4];
+        const double *prow[4] = {Pl[0], Pl[1], Pl[2], Pl[3]};
+        double *srow[4] = {Sl[0], Sl[1], Sl[2], Sl[3]};
+        for (int i = 0; i < p; ++i)
+            for (int j = 0; j < p; ++j) Pl[i][j] = P[i][j];
+        switch (p) {
+        case 1: SmoothLoop<Kind, 1>(filt, prow, T, p, smooth, srow, r, c, q); break;
+        case 2: SmoothLoop<Kind, 2>(filt, prow, T, p, smooth, srow, r, c, q); break;
+        case 3: SmoothLoop<Kind, 3>(filt, prow, T, p, smooth, srow, r, c, q); break;
+        default: SmoothLoop<Kind, 4>(filt, prow, T, p, smooth, srow, r, c, q); break;
+        }
+        for (int i = 0; i < p; ++i)
+            for (int j = 0; j < p; ++j) S[i][j] = Sl[i][j];
+        return 1;
+    }
+    SmoothLoop<Kind, 0>(filt, P, T, p, smooth, S, work.get(), work.get() + p, work.get() + 2 * p);
     return 1;
 }
 

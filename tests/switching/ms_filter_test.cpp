@@ -17,7 +17,7 @@ void ExpectClose(double got, double want, const char *what, int t, int j) {
 }  // namespace
 
 TEST(MsFilter, MatchesEnumerationOfAllRegimePaths) {
-    const int shapes[][2] = {{1, 2}, {2, 2}, {5, 2}, {8, 2}, {1, 3}, {4, 3}, {8, 3}, {6, 4}, {4, 5}};
+    const int shapes[][2] = {{3, 1}, {1, 2}, {2, 2}, {5, 2}, {8, 2}, {1, 3}, {4, 3}, {8, 3}, {6, 4}, {4, 5}};
     unsigned seed = 1;
     for (auto [T, p] : shapes) {
         Model m(T, p, seed++);

@@ -33,7 +33,7 @@ void ExpectMatrixNear(const Matrix &got, const Matrix &want, double tol, const c
             EXPECT_NEAR(got[i][j], want[i][j], tol * std::fabs(want[i][j]) + 1e-14) << what << " (" << i << "," << j << ")";
 }
 
-const int kShapes[][2] = {{2, 2}, {5, 2}, {8, 2}, {3, 3}, {8, 3}, {6, 4}, {4, 5}};
+const int kShapes[][2] = {{3, 1}, {2, 2}, {5, 2}, {8, 2}, {3, 3}, {8, 3}, {6, 4}, {4, 5}};
 
 }  // namespace
 
