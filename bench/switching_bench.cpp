@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/exports.h"
+#include "switching/ms_filter.h"
 #include "velawin/velawin.h"
 
 namespace {
@@ -68,7 +69,30 @@ void BM_FnSmoothMS(benchmark::State &state) {
     VelaFreeByValue(&S);
 }
 
+// The recursions alone on the same data, without the host's allocation of the outputs.
+void BM_MsRecursions(benchmark::State &state) {
+    const int p = int(state.range(0));
+    const bool smoother = state.range(1) != 0;
+    MsInputs in(p);
+    std::vector<double> out(size_t(kT) * p), S(size_t(p) * p);
+    std::vector<double *> rows(kT), srows(p);
+    for (int t = 0; t < kT; ++t) rows[t] = out.data() + size_t(t) * (smoother ? p : 1);
+    for (int i = 0; i < p; ++i) srows[i] = S.data() + size_t(i) * p;
+    for (auto _ : state) {
+        if (smoother)
+            tessel::MsSmooth(in.filt.data.mat, in.P.data.mat, kT, p, rows.data(), srows.data());
+        else
+            tessel::MsFilter(in.eta.data.mat, in.P.data.mat, in.prior.data.mat[0], kT, p, rows.data(), nullptr);
+        benchmark::DoNotOptimize(out.data());
+    }
+    PerObservation(state);
+}
+
 }  // namespace
 
+BENCHMARK(BM_MsRecursions)
+    ->ArgNames({"p", "smoother"})
+    ->ArgsProduct({{2, 3, 4, 8}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FnFilterMS)->Arg(2)->Arg(3)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FnSmoothMS)->Arg(2)->Arg(3)->Arg(4)->Arg(8)->Unit(benchmark::kMillisecond);

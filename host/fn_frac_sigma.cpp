@@ -10,7 +10,8 @@ using namespace tessel::host;
 extern "C" VELA_EXPORT void FnFracSigma(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (!RequireArgs(cArg, 6) || !CheckTypeRuns(pv, "311215")) return;
     const int p = pv[1].ival, q = pv[2].ival, n = pv[4].ival;
-    if (p < 0 || q < 0 || pv[0].ival != 1 || int64_t{pv[0].cols} < int64_t{p} + q + 1) return VelaLibArgError(1);
+    if (q < 0) return VelaLibArgError(2);
+    if (p < 0 || pv[0].ival != 1 || int64_t{pv[0].cols} < int64_t{p} + q + 1) return VelaLibArgError(1);
     VelaValue *target = RequiredRef(pv, 5);
     if (!target) return;
 

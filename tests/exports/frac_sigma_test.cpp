@@ -138,6 +138,6 @@ TEST(FnFracSigma, BadArgumentsAreReportedBeforeAnythingIsAllocated) {
     }
     {
         Call c({0.2, 0.5, 0.1}, 1, -1, 1.0, 3);
-        expect_rejected(c, 6, "argument");
+        expect_rejected(c, 6, "argument 2");
     }
 }
