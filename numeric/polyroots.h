@@ -7,7 +7,7 @@ namespace tessel {
 // The `degree` roots of coef[0] z^degree + coef[1] z^(degree-1) + ... + coef[degree], written to
 // re[0..degree-1] and im[0..degree-1] (complex roots come in conjugate pairs). Returns 0 on
 // success; non-zero when degree < 1, the leading coefficient is 0, a coefficient is not finite, or
-// the eigenvalue iteration fails (re and im are then left unspecified).
+// the eigenvalue iteration fails (re and im are then undefined).
 int PolyRoots(const double *coef, int degree, double *re, double *im);
 
 }  // namespace tessel
