@@ -23,6 +23,8 @@ struct Command {
 
 Command AddExportsCommand(CLI::App &app, const CommonOptions &common);
 Command AddGarchCommand(CLI::App &app, const CommonOptions &common);
+Command AddAlgebraCommand(CLI::App &app, const CommonOptions &common);
+Command AddNlsCommand(CLI::App &app, const CommonOptions &common);
 
 // The shipped quarterly data set, found beside the executable's source tree or installed copy.
 std::string DefaultDataPath();

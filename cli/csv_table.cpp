@@ -49,7 +49,14 @@ int CsvTable::Find(const std::string &name) const {
     return -1;
 }
 
-CsvTable ReadCsv(const std::string &path, const std::vector<std::string> &text_columns) {
+const std::vector<double> &CsvTable::Numeric(const std::string &path, const std::string &name) const {
+    int c = Find(name);
+    if (c < 0) throw InputError(path + ", line 1: no column named \"" + name + "\"");
+    if (!first_text_cell[c].empty()) throw InputError(first_text_cell[c]);
+    return columns[c];
+}
+
+CsvTable ReadCsv(const std::string &path) {
     std::ifstream in(path);
     if (!in) throw InputError(path + ": cannot open the file");
     std::string line;
@@ -63,12 +70,8 @@ CsvTable ReadCsv(const std::string &path, const std::vector<std::string> &text_c
     const size_t ncol = table.names.size();
     table.columns.resize(ncol);
     table.text.resize(ncol);
-    std::vector<bool> is_text(ncol, false);
-    for (const auto &name : text_columns) {
-        int c = table.Find(name);
-        if (c < 0) throw InputError(path + ": no column named \"" + name + "\"");
-        is_text[c] = true;
-    }
+    table.first_text_cell.resize(ncol);
+    std::vector<std::vector<std::string>> cells_seen(ncol);  // raw cells, kept until a column proves numeric
 
     size_t lineno = 1;
     while (std::getline(in, line)) {
@@ -81,17 +84,21 @@ CsvTable ReadCsv(const std::string &path, const std::vector<std::string> &text_c
         for (size_t c = 0; c < ncol; ++c) {
             const std::string &cell = cells[c];
             double value = std::nan("");
-            if (is_text[c]) {
-                table.text[c].push_back(cell);
-            } else if (!cell.empty() && cell != ".") {
+            if (!cell.empty() && cell != ".") {
                 char *end = nullptr;
                 value = std::strtod(cell.c_str(), &end);
-                if (end == cell.c_str() || *end != '\0')
-                    throw InputError(Where(path, lineno, c + 1) + ": \"" + cell + "\" is not a number");
+                if (end == cell.c_str() || *end != '\0') {
+                    value = std::nan("");
+                    if (table.first_text_cell[c].empty())
+                        table.first_text_cell[c] = Where(path, lineno, c + 1) + ": \"" + cell + "\" is not a number";
+                }
             }
             table.columns[c].push_back(value);
+            cells_seen[c].push_back(cell);
         }
     }
+    for (size_t c = 0; c < ncol; ++c)
+        if (!table.first_text_cell[c].empty()) table.text[c] = std::move(cells_seen[c]);
     return table;
 }
 

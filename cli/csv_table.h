@@ -16,18 +16,22 @@ struct InputError : std::runtime_error {
 
 struct CsvTable {
     std::vector<std::string> names;
-    std::vector<std::vector<double>> columns;  // one vector per name, all of equal length
-    // Raw text of the columns that are kept as text (see ReadCsv's text_columns), by column index.
+    std::vector<std::vector<double>> columns;  // one vector per name, all of equal length; NaN if missing
+    // The raw cells of each column that holds text (dates, labels); empty for numeric columns.
     std::vector<std::vector<std::string>> text;
+    // For a column with text, where its first non-numeric cell is ("file, line L, column C: ...").
+    std::vector<std::string> first_text_cell;
 
     size_t rows() const { return columns.empty() ? 0 : columns[0].size(); }
     // Index of the named column, or -1.
     int Find(const std::string &name) const;
+    // The named column's numbers; throws InputError when there is no such column or it holds text.
+    const std::vector<double> &Numeric(const std::string &path, const std::string &name) const;
 };
 
-// Reads `path`. Columns named in `text_columns` are kept as text (and read as NaN); every other
-// cell must be a number, empty or ".". Throws InputError naming the file, line and column.
-CsvTable ReadCsv(const std::string &path, const std::vector<std::string> &text_columns = {});
+// Reads `path`; only the columns a job uses need to be numeric. Throws InputError naming the file,
+// line and column when the file cannot be read or a row has the wrong number of cells.
+CsvTable ReadCsv(const std::string &path);
 
 }  // namespace tessel::cli
 

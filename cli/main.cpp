@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "cli/algebra_session.h"
 #include "cli/commands.h"
 #include "cli/csv_table.h"
 #include "cli/module_loader.h"
@@ -18,6 +19,8 @@ int main(int argc, char **argv) {
     const std::vector<Command> commands = {
         AddExportsCommand(app, common),
         AddGarchCommand(app, common),
+        AddAlgebraCommand(app, common),
+        AddNlsCommand(app, common),
     };
 
     try {
@@ -29,6 +32,9 @@ int main(int argc, char **argv) {
     try {
         for (const Command &command : commands)
             if (command.app->parsed()) return command.run();
+    } catch (const ModuleError &e) {
+        std::fprintf(stderr, "%s\n", e.what());
+        return 1;
     } catch (const InputError &e) {
         std::fprintf(stderr, "tessel: %s\n", e.what());
         return 2;

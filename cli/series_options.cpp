@@ -48,9 +48,8 @@ void AddSeriesOptions(CLI::App &sub, SeriesOptions &o) {
 
 Series LoadSeries(const SeriesOptions &o) {
     CsvTable table = ReadCsv(o.path);
-    int col = table.Find(o.column);
-    if (col < 0) throw InputError(o.path + ", line 1: no column named \"" + o.column + "\"");
-    const std::vector<double> &x = table.columns[col];
+    const std::vector<double> &x = table.Numeric(o.path, o.column);
+    const int col = table.Find(o.column);
     Series s;
     const size_t first = o.transform == Transform::kLevel ? 0 : 1;
     for (size_t row = 0; row < x.size(); ++row) {

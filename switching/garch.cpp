@@ -25,13 +25,9 @@ inline double InMean(double y, double h, int mode, double lambda) {
     }
 }
 
-// The plain phase of the GARCH loop with every lag in the sample; Q and P fixed at compile time
-// for the common small orders, 0 meaning "use the run-time count".
-template <int Q, int P>
+// The plain phase of the GARCH loop, every lag inside the sample, for any orders.
 void GarchPlainPhase(const double *y, const double *c, const double *alpha, const double *beta, int t0, int T,
-                     int q_rt, int p_rt, int mode, double lambda, double mu, double delta, double *h, double *u) {
-    const int q = Q ? Q : q_rt;
-    const int p = P ? P : p_rt;
+                     int q, int p, int mode, double lambda, double mu, double delta, double *h, double *u) {
     for (int t = t0; t < T; ++t) {
         double ht = c[t];
         for (int i = 1; i <= q; ++i) {
@@ -45,6 +41,37 @@ void GarchPlainPhase(const double *y, const double *c, const double *alpha, cons
         }
         h[t] = ht;
         u[t] = InMean(y[t], ht, mode, lambda);
+    }
+}
+
+// GARCH(1,1), the common case: the previous variance and residual stay in registers, so the
+// recursion's critical path is one multiply and one add; mode and threshold are fixed per loop.
+template <int Mode, bool Threshold>
+void Garch11PlainPhase(const double *y, const double *c, double alpha, double beta, int t0, int T, double lambda,
+                       double mu, double delta, double *h, double *u) {
+    double h_prev = h[t0 - 1], u_prev = u[t0 - 1];
+    for (int t = t0; t < T; ++t) {
+        const double e = u_prev - mu;
+        double ht = c[t] + alpha * (e * e);
+        ht += beta * h_prev;
+        if (Threshold && mu > u_prev) ht += delta * (e * e);
+        const double ut = InMean(y[t], ht, Mode, lambda);
+        h[t] = ht;
+        u[t] = ut;
+        h_prev = ht;
+        u_prev = ut;
+    }
+}
+
+template <bool Threshold>
+void Garch11ByMode(const double *y, const double *c, double alpha, double beta, int t0, int T, int mode,
+                   double lambda, double mu, double delta, double *h, double *u) {
+    switch (mode) {
+    case kInMeanVariance: return Garch11PlainPhase<1, Threshold>(y, c, alpha, beta, t0, T, lambda, mu, delta, h, u);
+    case kInMeanStdDev: return Garch11PlainPhase<2, Threshold>(y, c, alpha, beta, t0, T, lambda, mu, delta, h, u);
+    case kInMeanLogVariance:
+        return Garch11PlainPhase<3, Threshold>(y, c, alpha, beta, t0, T, lambda, mu, delta, h, u);
+    default: return Garch11PlainPhase<0, Threshold>(y, c, alpha, beta, t0, T, lambda, mu, delta, h, u);
     }
 }
 
@@ -80,10 +107,12 @@ void GarchVarRecursion(const double *y, const double *c, const double *theta, in
         u[t] = InMean(y[t], ht, mode, lambda);
     }
 
-    if (p == 1 && q == 1)
-        GarchPlainPhase<1, 1>(y, c, alpha, beta, startup, T, q, p, mode, lambda, mu, delta, h, u);
+    if (p == 1 && q == 1 && delta != 0.0)
+        Garch11ByMode<true>(y, c, alpha[1], beta[1], startup, T, mode, lambda, mu, delta, h, u);
+    else if (p == 1 && q == 1)
+        Garch11ByMode<false>(y, c, alpha[1], beta[1], startup, T, mode, lambda, mu, delta, h, u);
     else
-        GarchPlainPhase<0, 0>(y, c, alpha, beta, startup, T, q, p, mode, lambda, mu, delta, h, u);
+        GarchPlainPhase(y, c, alpha, beta, startup, T, q, p, mode, lambda, mu, delta, h, u);
 }
 
 bool EgarchVarRecursion(const double *y, const double *c, int T, double theta, double gamma, double kappa,
