@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "numeric/distributions.h"
 #include "numeric/polyroots.h"
 
 namespace tessel {
@@ -47,8 +48,8 @@ struct Work {
 // Scale of the fractional autocorrelations: the variance of fractional noise,
 // sigma2 Gamma(1 - 2d) / Gamma(1 - d)^2, written to stay finite near d = 0.
 double FractionalVariance(double sigma2, double d) {
-    const double g = std::tgamma(2.0 - d);
-    return sigma2 * std::tgamma(2.0 - 2.0 * d) / (g * g) * (1.0 - d) * (1.0 - d) / (1.0 - 2.0 * d);
+    const double g = Gamma(2.0 - d);
+    return sigma2 * Gamma(2.0 - 2.0 * d) / (g * g) * (1.0 - d) * (1.0 - d) / (1.0 - 2.0 * d);
 }
 
 // The MA(infinity) weights of 1 / Phi(L) summed against the fractional autocorrelations: for each
