@@ -1,5 +1,6 @@
 #include "switching/ms_filter.h"
 
+#include <limits>
 #include <memory>
 #include <new>
 
@@ -39,10 +40,17 @@ inline void FilterStep(const double *e, const double *const *P, int p_rt, double
     }
     *lik = s;
     PredictAbt<Pc>(P, post, pred, p);
-    const double inv = 1.0 / s;
-    for (int j = 0; j < p; ++j) pred[j] *= inv;
-    if (filt)
-        for (int j = 0; j < p; ++j) filt[j] = post[j] * inv;
+    if (s >= std::numeric_limits<double>::min()) {
+        const double inv = 1.0 / s;
+        for (int j = 0; j < p; ++j) pred[j] *= inv;
+        if (filt)
+            for (int j = 0; j < p; ++j) filt[j] = post[j] * inv;
+    } else {
+        // The reciprocal of a subnormal sum overflows where the quotients themselves do not.
+        for (int j = 0; j < p; ++j) pred[j] /= s;
+        if (filt)
+            for (int j = 0; j < p; ++j) filt[j] = post[j] / s;
+    }
 }
 
 template <int Pc>

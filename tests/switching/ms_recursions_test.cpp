@@ -78,6 +78,11 @@ TEST(MsRecursions, FilterTreatsNegativesAsZeroAndDoesNotGuardAZeroSum) {
     EXPECT_EQ(lik[2][0], 0.0);
     EXPECT_TRUE(std::isnan(filt[2][0]));
     EXPECT_EQ(tessel::MsFilter(eta.in(), P.in(), prior, 3, 2, nullptr, nullptr), 0);
+    // Densities so small that their sum is subnormal still give proper probabilities.
+    eta.data = {1e-310, 3e-310, 1, 1, 1, 1};
+    tessel::MsFilter(eta.in(), P.in(), prior, 3, 2, lik.out(), filt.out());
+    EXPECT_NEAR(filt[0][0], 0.1, 1e-10);
+    EXPECT_DOUBLE_EQ(filt[2][0] + filt[2][1], 1.0);
 }
 
 TEST(MsRecursions, SmootherFloorsCapsAndClamps) {
