@@ -28,7 +28,7 @@ enum ParseError {
     kOutOfMemory = 10,
     kUndeclaredIdentifier = 11,
     kParameterBufferFull = 14,
-    kMissing = 15,
+    kMissingText = 15,
     kNotAFunction = 16,
     kOutOfPlace = 17,
     kExpectedVariable = 18,
@@ -136,7 +136,7 @@ unsigned char PeekNext(Parser &p) {
 void Expect(Parser &p, unsigned char code) {
     if (Peek(p) != code) {
         const char text[2] = {static_cast<char>(code), 0};
-        Fail(p, kMissing, text);
+        Fail(p, kMissingText, text);
     }
     Advance(p);
 }
@@ -321,7 +321,7 @@ bool DateValue(Parser &p, double year, double *value) {
                 if (Peek(p) == kTokNumber) {
                     double day = NumberValue(TokenText(p));
                     Advance(p);
-                    *value = static_cast<double>(CalDayNumber(TruncInt(year), TruncInt(month), TruncInt(day)));
+                    *value = CalMakeDate(year, month, day);
                     if (Peek(p) == kTokNumber) {
                         double hours = NumberValue(TokenText(p));
                         size_t tpos = p.pos;
@@ -461,7 +461,7 @@ void Primary(Parser &p) {
                 Expect(p, ']');
                 return Emit(p, op, sym);
             }
-            if (!is_var) Fail(p, kMissing, "(");
+            if (!is_var) Fail(p, kMissingText, "(");
             return Emit(p, OpLoadVar, sym);
         }
         default: Fail(p, kOutOfPlace, MessageText(p));

@@ -73,6 +73,25 @@ bool CodeIsSound(const AlgebraWorkspace *ws, int nfun) {
 
 inline double BoolValue(bool b) { return b ? 1.0 : 0.0; }
 
+inline bool IsBinaryOperator(int k) {
+    switch (k) {
+        case kAlgebraOpAdd:
+        case kAlgebraOpSub:
+        case kAlgebraOpMul:
+        case kAlgebraOpDiv:
+        case kAlgebraOpPower:
+        case kAlgebraOpLess:
+        case kAlgebraOpGreater:
+        case kAlgebraOpLessEq:
+        case kAlgebraOpGreaterEq:
+        case kAlgebraOpEqual:
+        case kAlgebraOpNotEqual:
+        case kAlgebraOpAnd:
+        case kAlgebraOpOr: return true;
+        default: return false;
+    }
+}
+
 }  // namespace
 
 int AlgebraStackNeed(const AlgebraWorkspace *ws) {
@@ -202,6 +221,7 @@ int AlgebraExecute(AlgebraWorkspace *ws, double *stack) {
                     if (!IsMissing(x)) x = (k == kAlgebraOpNegate) ? -x : BoolValue(x == 0.0);
                     break;
                 }
+                if (!IsBinaryOperator(k)) break;  // unknown operators leave the stack as it is
                 if (d < 2) return -1;
                 const double b = s[d - 1];
                 double &a = s[d - 2];
@@ -231,9 +251,7 @@ int AlgebraExecute(AlgebraWorkspace *ws, double *stack) {
                     // A missing operand is not zero, so it counts as true.
                     case kAlgebraOpAnd: a = BoolValue(!(a == 0.0 || b == 0.0)); break;
                     case kAlgebraOpOr: a = BoolValue(a != 0.0 || b != 0.0); break;
-                    default:  // unknown operators leave the stack as it is
-                        ++pc;
-                        continue;
+                    default: break;
                 }
                 --d;
                 break;
