@@ -188,8 +188,11 @@ TEST(AlgebraCorrelogram, PeriodogramPeaksAtTheFrequencyOfACosine) {
     ASSERT_TRUE(AlgebraPeriodogram(x.data(), m, I.data(), w.data()));
     // All the power is at j = 7: |sum|^2 = (3 m / 2)^2.
     EXPECT_NEAR(I[7], (1.5 * m) * (1.5 * m) / (2.0 * kPi * m), 1e-9);
-    for (int j = 0; j <= m / 2; ++j)
-        if (j != 7) EXPECT_NEAR(I[j], 0.0, 1e-9);
+    for (int j = 0; j <= m / 2; ++j) {
+        if (j != 7) {
+            EXPECT_NEAR(I[j], 0.0, 1e-9);
+        }
+    }
 }
 
 }  // namespace

@@ -56,7 +56,9 @@ TEST(AlgebraSorting, OrderIsStableAndCarriesACompanionColumn) {
     AlgebraApplyOrder(tag.data(), order, work);
     for (int i = 0; i < n; ++i) {
         EXPECT_EQ(tag[i], want[i]);
-        if (!IsMissing(key[i])) EXPECT_EQ(key[i], old[want[i]]);
+        if (!IsMissing(key[i])) {
+            EXPECT_EQ(key[i], old[want[i]]);
+        }
     }
 }
 
