@@ -84,6 +84,14 @@ inline void ExpectSame(double got, double want, double tol, const char *what) {
     }
 }
 
+// Equal element by element, two missing values counting as equal.
+inline bool SameValues(const std::vector<double> &a, const std::vector<double> &b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (!(a[i] == b[i] || (IsMissing(a[i]) && IsMissing(b[i])))) return false;
+    return true;
+}
+
 }  // namespace tessel
 
 #endif
