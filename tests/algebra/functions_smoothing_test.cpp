@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "algebra/series.h"
 #include "algebra/smoothing.h"
 #include "numeric/missing.h"
 
@@ -191,6 +192,17 @@ TEST(AlgebraSplineSmoother, LimitsInterpolateOrFitALine) {
     line[6] = kMissing;
     ASSERT_TRUE(AlgebraSplineSmooth(line.data(), m, 40.0, out.data()));
     for (int t = 0; t < m; ++t) EXPECT_NEAR(out[t], 2.0 - 0.5 * t, 1e-10);
+}
+
+TEST(AlgebraSplineSmoother, EqualsTheSplineFormOfTheHodrickPrescottFilterOnCompleteData) {
+    const int m = 80;
+    const std::vector<double> y = Noisy(m, 5);
+    for (double lambda : {0.5, 1600.0}) {
+        std::vector<double> sp(m), hp(m);
+        ASSERT_TRUE(AlgebraSplineSmooth(y.data(), m, lambda, sp.data()));
+        ASSERT_EQ(HpFilter(y.data(), m, lambda, hp.data(), false), 1);
+        for (int t = 0; t < m; ++t) EXPECT_NEAR(sp[t], hp[t], 1e-9) << t;
+    }
 }
 
 TEST(AlgebraSplineSmoother, FewPointsAndEdgeGaps) {
