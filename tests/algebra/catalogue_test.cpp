@@ -199,14 +199,5 @@ TEST(AlgebraCatalogue, AFullTableRefusesNewNames) {
     EXPECT_EQ(AlgebraFindFunctionIn(table.data(), "f99"), 99);
 }
 
-TEST(AlgebraCatalogue, TheProcessTableHonoursTheSameRules) {
-    AlgebraInitFunctions();
-    const AlgebraFunction before = AlgebraFunctionTable()[0];
-    EXPECT_EQ(AlgebraRegisterFunction("abs", Two, "vv", "abs(A,B);"), 0);
-    EXPECT_EQ(AlgebraFunctionTable()[0].handler, before.handler);
-    EXPECT_EQ(AlgebraFunctionCount(), 85);
-    EXPECT_EQ(AlgebraFunctionTable()[85].name, nullptr);
-}
-
 }  // namespace
 }  // namespace tessel
