@@ -13,6 +13,11 @@ namespace {
 using Complex = std::complex<double>;
 constexpr double kPi = 3.141592653589793;
 
+// Plain complex product: std::complex's operator* also handles infinities, at a large cost here.
+inline Complex Mul(const Complex &a, const Complex &b) {
+    return Complex(a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real());
+}
+
 // Below this length lagged products are summed directly; above it they come from an FFT.
 constexpr int kDirectAcfLength = 128;
 
@@ -22,7 +27,8 @@ int NextPow2(long long n) {
     return p;
 }
 
-// Iterative radix-2 transform, n a power of two.
+// Iterative radix-2 transform, n a power of two. Twiddles come from one table of n/2 values computed
+// with sin/cos directly (not by repeated multiplication), for accuracy.
 void Fft(std::vector<Complex> &a, int sign) {
     const int n = static_cast<int>(a.size());
     for (int i = 1, j = 0; i < n; ++i) {
@@ -31,16 +37,19 @@ void Fft(std::vector<Complex> &a, int sign) {
         j ^= bit;
         if (i < j) std::swap(a[i], a[j]);
     }
+    std::vector<Complex> tw(static_cast<size_t>(n / 2));
+    for (int k = 0; k < n / 2; ++k) {
+        const double ang = sign * 2.0 * kPi * k / n;
+        tw[k] = Complex(std::cos(ang), std::sin(ang));
+    }
     for (int len = 2; len <= n; len <<= 1) {
-        const double ang = sign * 2.0 * kPi / len;
-        const int half = len / 2;
-        for (int k = 0; k < half; ++k) {
-            // Twiddles from sin/cos per index rather than by repeated multiplication, for accuracy.
-            const Complex w(std::cos(ang * k), std::sin(ang * k));
-            for (int i = k; i < n; i += len) {
-                const Complex u = a[i], v = a[i + half] * w;
-                a[i] = u + v;
-                a[i + half] = u - v;
+        const int half = len / 2, step = n / len;
+        for (int i = 0; i < n; i += len) {
+            Complex *lo = &a[i], *hi = &a[i + half];
+            for (int k = 0; k < half; ++k) {
+                const Complex u = lo[k], v = Mul(hi[k], tw[static_cast<size_t>(k) * step]);
+                lo[k] = u + v;
+                hi[k] = u - v;
             }
         }
     }
@@ -110,15 +119,15 @@ void AlgebraDft(double *re, double *im, int n, int sign) {
         chirp[k] = Complex(std::cos(ang), std::sin(ang));
     }
     std::vector<Complex> a(static_cast<size_t>(N)), b(static_cast<size_t>(N));
-    for (int k = 0; k < n; ++k) a[k] = Complex(re[k], im[k]) * chirp[k];
+    for (int k = 0; k < n; ++k) a[k] = Mul(Complex(re[k], im[k]), chirp[k]);
     b[0] = std::conj(chirp[0]);
     for (int k = 1; k < n; ++k) b[k] = b[N - k] = std::conj(chirp[k]);
     Fft(a, -1);
     Fft(b, -1);
-    for (int i = 0; i < N; ++i) a[i] *= b[i];
+    for (int i = 0; i < N; ++i) a[i] = Mul(a[i], b[i]);
     Fft(a, +1);
     for (int k = 0; k < n; ++k) {
-        const Complex z = a[k] * chirp[k] / static_cast<double>(N);
+        const Complex z = Mul(a[k], chirp[k]) / static_cast<double>(N);
         re[k] = z.real();
         im[k] = z.imag();
     }
