@@ -1,4 +1,4 @@
-// Reporting of Algebra messages and of the run-time flags.
+// The report of the run-time flags.
 #include <cstdio>
 #include <cstring>
 
@@ -7,10 +7,6 @@
 namespace tessel {
 
 namespace {
-
-void DefaultReporter(const char *kind, const char *text) { std::printf("\n%s: %s\n", kind, text); }
-
-AlgebraReportFn g_reporter = DefaultReporter;
 
 // Messages of the run-time flag bits, by bit number.
 const char *const kFlagMessages[] = {
@@ -27,16 +23,6 @@ const char *const kFlagMessages[] = {
 };
 
 }  // namespace
-
-void AlgebraError(const char *text) { g_reporter("Error", text ? text : ""); }
-
-void AlgebraWarning(const char *text) { g_reporter("Warning", text ? text : ""); }
-
-AlgebraReportFn AlgebraSetReporter(AlgebraReportFn fn) {
-    AlgebraReportFn old = g_reporter;
-    g_reporter = fn ? fn : DefaultReporter;
-    return old;
-}
 
 const char *AlgebraErrorText(AlgebraWorkspace *ws) {
     char *out = ws->message;

@@ -79,19 +79,18 @@ enum : uint32_t {
     kAlgebraSymFunction = 8,
 };
 
-// One symbol table entry. A variable names a database column: `var` is its index in the database
-// while compiling; `data` is its data column once compilation has finished. A function entry holds
-// its catalogue index in `var` and no data.
+struct AlgebraStorage;
+
+// One symbol table entry. A variable holds a reference to its database storage, so that its column
+// outlives a deletion, and `var`, its index in the database (-1 once deleted); `data` is the
+// storage's data column once compilation has finished. A function entry has neither.
 struct AlgebraSymbol {
     std::string name;
     uint32_t flags = 0;
     int32_t var = -1;
+    AlgebraStorage *storage = nullptr;
     double *data = nullptr;
 };
-
-// Built-in function handler: `args` holds the arguments in source order; the result is the value at
-// observation ws->t.
-using AlgebraHandler = double (*)(AlgebraWorkspace *ws, const double *args);
 
 // Sizes of the fixed buffers.
 inline constexpr int kAlgebraErrorTextSize = 512;
@@ -116,6 +115,8 @@ struct AlgebraWorkspace {
     // Code buffer: `code.size()` is the capacity, `ncode` the write position.
     std::vector<AlgebraInstr> code;
     int32_t ncode = 0;
+    // Deepest value stack one evaluation of any statement can reach (computed while compiling).
+    int32_t stack_need = 0;
 
     // Constant buffer: `consts.size()` is the capacity, `nconst` the slots in use. Slots 0-9 are
     // 0, 1, 2, 3, 4, 5, frequency, missing, pi, number of observations.
@@ -157,7 +158,7 @@ inline double *AlgebraVarColumn(const AlgebraWorkspace *ws, double index) {
     return (s.flags & kAlgebraSymVariable) ? s.data : nullptr;
 }
 
-// The database index of that variable, or -1 (for marking destinations modified).
+// The database index of that variable, or -1 when there is none (for marking destinations modified).
 inline int32_t AlgebraVarIndex(const AlgebraWorkspace *ws, double index) {
     if (!(index > -1.0 && index < 2147483647.0)) return -1;
     const int32_t k = static_cast<int32_t>(index);
@@ -166,13 +167,7 @@ inline int32_t AlgebraVarIndex(const AlgebraWorkspace *ws, double index) {
     return (s.flags & kAlgebraSymVariable) ? s.var : -1;
 }
 
-// Reporting. Messages go with the kind "Error" or "Warning" to one replaceable reporter; the default
-// prints "\n%s: %s\n" to standard output.
-using AlgebraReportFn = void (*)(const char *kind, const char *text);
-void AlgebraError(const char *text);
-void AlgebraWarning(const char *text);
-// Installs `fn` as the reporter (null restores the default) and returns the previous one.
-AlgebraReportFn AlgebraSetReporter(AlgebraReportFn fn);
+// The reporter (AlgebraError, AlgebraWarning, AlgebraSetReporter) is declared in algebra/report.h.
 
 // Fills ws->message with the report of the current run-time flags and returns it.
 const char *AlgebraErrorText(AlgebraWorkspace *ws);
