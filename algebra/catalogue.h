@@ -17,11 +17,11 @@ using AlgebraFunctionHandler = double (*)(AlgebraWorkspace *ws, const double *ar
 // One catalogue entry. Argument kinds: 'v' a value, 'r' an existing variable, 'd' a destination
 // variable filled over the whole sample; 'r' and 'd' arrive as the variable's index, as a double.
 struct AlgebraFunction {
-  AlgebraFunctionHandler handler;
-  const char *name;
-  int32_t arg_count;  // always strlen(kinds)
-  const char *kinds;
-  const char *signature;
+    AlgebraFunctionHandler handler;
+    const char *name;
+    int32_t arg_count;  // always strlen(kinds)
+    const char *kinds;
+    const char *signature;
 };
 
 inline constexpr int kAlgebraMaxFunctions = 100;
