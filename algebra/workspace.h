@@ -88,8 +88,8 @@ struct AlgebraSymbol {
     std::string name;
     uint32_t flags = 0;
     int32_t var = -1;
-    AlgebraStorage *storage = nullptr;
     double *data = nullptr;
+    AlgebraStorage *storage = nullptr;
 };
 
 // Sizes of the fixed buffers.
