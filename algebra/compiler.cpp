@@ -37,7 +37,7 @@ enum ParseError {
 };
 
 // Deep nesting would exhaust the machine stack long before any buffer fills.
-constexpr int kMaxNesting = 1000;
+constexpr int kMaxNesting = 300;
 
 struct ParseFailure {};
 

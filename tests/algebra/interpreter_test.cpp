@@ -26,12 +26,43 @@ void ExpectSeries(const std::vector<double> &got, const std::vector<double> &wan
     }
 }
 
-// Runs `r = a OP b;` over the four combinations of present and missing operands.
+// Runs `a OP b` over the four combinations of present and missing operands, in every form the
+// interpreter distinguishes: right operand a variable, a constant or an expression, each both as a
+// plain statement (evaluated a block at a time) and inside a conditional (one observation at a time).
 std::vector<double> Binary(const std::string &op, double a, double b) {
-    Program p({{"a", {a, M, a, M}}, {"b", {b, b, M, M}}}, 4);
-    EXPECT_TRUE(p.Compile("r = a " + op + " b;")) << op;
-    p.Run();
-    return p.Var("r");
+    std::vector<std::vector<double>> results;
+    const std::string forms[] = {"a " + op + " b", "a " + op + " (b * 1)", "a " + op + " (-(-b))"};
+    for (const std::string &form : forms) {
+        for (const std::string &code : {"r = " + form + ";", "r = TRUE ? " + form + " : 0;"}) {
+            Program p({{"a", {a, M, a, M}}, {"b", {b, b, M, M}}}, 4);
+            EXPECT_TRUE(p.Compile(code)) << code;
+            p.Run();
+            results.push_back(p.Var("r"));
+        }
+    }
+    // A constant right operand, present and missing: rows 0-1 and 2-3 of the variable form.
+    const std::string constants[2] = {std::to_string(b), "MISSING"};
+    for (int c = 0; c < 2; ++c) {
+        for (const std::string &code : {"r = a " + op + " " + constants[c] + ";",
+                                        "r = TRUE ? a " + op + " " + constants[c] + " : 0;"}) {
+            Program p({{"a", {a, M}}}, 2);
+            EXPECT_TRUE(p.Compile(code)) << code;
+            p.Run();
+            std::vector<double> r = p.Var("r");
+            r.insert(c == 0 ? r.end() : r.begin(), 2, 0.0);
+            results.push_back(r);
+        }
+    }
+    for (size_t k = 1; k < results.size(); ++k) {
+        for (size_t i = 0; i < 4; ++i) {
+            if (k >= 6 && (k < 8 ? i >= 2 : i < 2)) continue;  // rows the constant forms do not cover
+            if (IsMissing(results[0][i]))
+                EXPECT_TRUE(IsMissing(results[k][i])) << op << " form " << k << " row " << i;
+            else
+                EXPECT_EQ(results[k][i], results[0][i]) << op << " form " << k << " row " << i;
+        }
+    }
+    return results[0];
 }
 
 TEST(AlgebraInterpreter, ArithmeticMissingTable) {
@@ -442,6 +473,65 @@ TEST(AlgebraInterpreterLong, StatementsThatReadTheirOwnPastGoObservationByObserv
     ExpectSeries(p.Var("y"), y, "y");
     ExpectSeries(p.Var("w"), w, "w");
     ExpectSeries(p.Var("v"), v, "v");
+}
+
+}  // namespace
+}  // namespace tessel::testing
+
+namespace tessel::testing {
+namespace {
+
+TEST(AlgebraInterpreterFunctions, ExponentialSmoothingIntoADestination) {
+    const std::vector<double> x = {4, 6, M, 5, 9, 7, M, M, 8, 3};
+    Program p({{"x", x}}, 10);
+    ASSERT_TRUE(p.Compile("s = ewma(x, 0.3, 0, e);"));
+    ASSERT_TRUE(p.Run(1, 9));
+    // Simple exponential smoothing from the first present value; gaps carry the last level.
+    std::vector<double> e(10, M);
+    double level = M;
+    for (int t = 1; t <= 9; ++t) {
+        if (IsMissing(level)) {
+            if (!IsMissing(x[t])) level = x[t];
+            e[t] = level;
+        } else {
+            if (!IsMissing(x[t])) level = 0.7 * level + 0.3 * x[t];
+            e[t] = level;
+        }
+    }
+    ExpectSeries(p.Var("e"), e, "e");
+    ExpectSeries(p.Var("s"), e, "s");
+}
+
+TEST(AlgebraInterpreterFunctions, SourceAndDestinationMustDiffer) {
+    Program p({{"x", {1, 2, 3, 4, 5}}}, 5);
+    ASSERT_TRUE(p.Compile("s = smooth_hp(x, 1600, x);"));
+    CapturedReports reports;
+    EXPECT_FALSE(p.Run(0, 4, 0));
+    ExpectSeries(p.Var("s"), {M, M, M, M, M}, "s");
+    ExpectSeries(p.Var("x"), {1, 2, 3, 4, 5}, "x");
+    ASSERT_EQ(reports.Log().size(), 1u);
+    EXPECT_EQ(reports.Log()[0].second,
+              "There were Algebra run-time errors:\r\n    Arguments must be different (smooth, sortby)\r\n");
+}
+
+TEST(AlgebraInterpreterFunctions, CallsKeepTheirOrderWithinAnObservation) {
+    const int n = 300;
+    // The draws one at a time, then two per observation: the second statement must take them in pairs.
+    Program single({}, 2 * n);
+    ASSERT_TRUE(single.Compile("s = ranseed(12345); u = ranu();"));
+    ASSERT_TRUE(single.Run(0, 0));
+    ASSERT_TRUE(single.Compile("u = ranu();"));
+    ASSERT_TRUE(single.Run(0, 2 * n - 1));
+    const std::vector<double> u = single.Var("u");
+    for (const char *code : {"c = ranu() * 10 + ranu();", "c = TRUE ? ranu() * 10 + ranu() : 0;"}) {
+        Program pair({}, n);
+        ASSERT_TRUE(pair.Compile("s = ranseed(12345); u = ranu();"));
+        ASSERT_TRUE(pair.Run(0, 0));
+        ASSERT_TRUE(pair.Compile(code));
+        ASSERT_TRUE(pair.Run(0, n - 1));
+        const std::vector<double> c = pair.Var("c");
+        for (int t = 0; t < n; ++t) EXPECT_DOUBLE_EQ(c[t], u[2 * t] * 10 + u[2 * t + 1]) << code << " at " << t;
+    }
 }
 
 }  // namespace
