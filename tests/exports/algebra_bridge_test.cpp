@@ -264,6 +264,7 @@ TEST_F(AlgebraExports, WrongArgumentTypesAllocateNothing) {
     args[8] = VelawinRef(&numbers);
     // Fewer names than columns; a name that is not a string.
     VelaValue names = args[1];
+    args[1] = VelaValue{};
     VelaLibValArrayCalloc(&args[1], 1);
     VelaValSetString(VelaValGetArrayVal(&args[1], 0), "x");
     EXPECT_EQ(Init("f = x;"), "");
