@@ -69,13 +69,6 @@ TEST_F(AlgebraBridgeTest, ParameterListsInIncreasingNumber) {
     for (int t = 0; t < 6; ++t) EXPECT_DOUBLE_EQ(f[t], 1.5 - 2.0 * (t + 1)) << t;
 }
 
-TEST_F(AlgebraBridgeTest, OnlyTheParametersUsedAreCounted) {
-    BridgeCall call;
-    ASSERT_EQ(call.Init("&1 = 2; f = &1 * x;", true), "");
-    EXPECT_EQ(call.numbers, (std::vector<double>{1}));
-    EXPECT_EQ(call.starts, (std::vector<double>{2}));
-}
-
 TEST_F(AlgebraBridgeTest, StartUpMessages) {
     struct Case {
         const char *code;
@@ -100,19 +93,6 @@ TEST_F(AlgebraBridgeTest, StartUpMessages) {
         EXPECT_EQ(AlgebraBridge().nparams, 0);
         EXPECT_EQ(AlgebraBridge().max_param, -1);
     }
-}
-
-TEST_F(AlgebraBridgeTest, TransformationWithoutParameters) {
-    BridgeCall call;
-    ASSERT_EQ(call.Init("d = z - x;\nx = x * 10;", false), "");
-    ASSERT_EQ(AlgebraBridgeRun(nullptr, 0, 1, 4), "");
-    const std::vector<double> d = Column("d"), x = Column("x");
-    EXPECT_TRUE(IsMissing(d[0]));
-    for (int t = 1; t <= 4; ++t) EXPECT_EQ(d[t], t + 1.0);
-    EXPECT_EQ(x[0], 1.0);
-    EXPECT_EQ(x[4], 50.0);
-    EXPECT_EQ(x[5], 6.0);
-    EXPECT_EQ(AlgebraBridge().db->count, 3);
 }
 
 TEST_F(AlgebraBridgeTest, RunMessages) {
@@ -172,22 +152,6 @@ TEST_F(AlgebraBridgeTest, DatedDatabase) {
     ASSERT_EQ(AlgebraBridgeRun(nullptr, 0, 0, 5), "");
     const std::vector<double> w = Column("w");
     for (int t = 0; t < 6; ++t) EXPECT_EQ(w[t], (6 + t) % 7 + 1) << t;
-}
-
-TEST_F(AlgebraBridgeTest, EmptyDataAndCode) {
-    BridgeCall call;
-    call.rows = 0;
-    ASSERT_EQ(call.Init("", false), "");
-    EXPECT_EQ(AlgebraBridge().db->nobs, 0);
-    EXPECT_EQ(AlgebraBridgeRun(nullptr, 0, 0, -1), "");
-    AlgebraBridgeExit();
-    BridgeCall none;
-    AlgebraBridgeSetup s;
-    s.rows = 3;
-    s.code = "y = 1;";
-    ASSERT_EQ(AlgebraBridgeInit(s, &none.starts, &none.numbers), "");
-    ASSERT_EQ(AlgebraBridgeRun(nullptr, 0, 0, 2), "");
-    EXPECT_EQ(Column("y"), (std::vector<double>{1, 1, 1}));
 }
 
 TEST_F(AlgebraBridgeTest, SecondStartReplacesTheFirst) {

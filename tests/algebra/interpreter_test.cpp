@@ -141,19 +141,6 @@ TEST(AlgebraInterpreter, StatementMajorOrderAndRecursion) {
     ExpectSeries(p.Var("z"), z, "z");
     ExpectSeries(p.Var("w"), w, "w");
 
-    Program q({{"x", x}}, 6);
-    ASSERT_TRUE(q.Compile("w = x;\nw = 0.5 * w[-1] + x;"));
-    ASSERT_TRUE(q.Run(0, 5));
-    // At t = 0 the lag lies before the column, and the missing value runs through the recursion.
-    ExpectSeries(q.Var("w"), std::vector<double>(6, M), "w from 0");
-
-    Program r({{"x", x}}, 6);
-    ASSERT_TRUE(r.Compile("w = x;\nw[1] = 0.5 * w + x[1];"));
-    ASSERT_TRUE(r.Run(0, 5));
-    // Writes forward: w[t+1] = 0.5 w[t] + x[t+1], with w[0] = x[0].
-    std::vector<double> fwd = {x[0]};
-    for (int t = 1; t < 6; ++t) fwd.push_back(0.5 * fwd.back() + x[t]);
-    ExpectSeries(r.Var("w"), fwd, "forward recursion");
 }
 
 TEST(AlgebraInterpreter, ReadsSpanTheColumnWritesOnlyTheSample) {
@@ -256,15 +243,6 @@ TEST(AlgebraInterpreter, FunctionWithMissingArgumentIsNotCalled) {
               "    Logarithm of zero\r\n");
     // Error bits stay for the caller; the warning bit is gone.
     EXPECT_EQ(p.ws.flags, kAlgebraFlagLogNonPositive | kAlgebraFlagSqrtNegative);
-}
-
-TEST(AlgebraInterpreter, QuietRunsReportNothing) {
-    Program p({{"x", {-1}}}, 1);
-    ASSERT_TRUE(p.Compile("r = log(x);"));
-    CapturedReports reports;
-    EXPECT_FALSE(p.Run(0, 0, 1));
-    EXPECT_TRUE(reports.Log().empty());
-    EXPECT_STREQ(AlgebraErrorText(&p.ws), "There were Algebra run-time errors:\r\n    Logarithm of non-positive number\r\n");
 }
 
 TEST(AlgebraInterpreter, ErrorTextListsBitsInOrder) {
@@ -396,19 +374,6 @@ TEST(AlgebraInterpreter, WholeSampleFunctionsAgainstDirectFormulas) {
     }
 }
 
-TEST(AlgebraInterpreter, CalendarFunctionsSeeTheCurrentObservation) {
-    Program p({}, 8, 2001, 3, 4);
-    ASSERT_TRUE(p.Compile("y = year(); q = period(); k = trend(); s = season();"));
-    ASSERT_TRUE(p.Run(1, 6));
-    for (int t = 1; t <= 6; ++t) {
-        const int year = 2001 + (3 + t - 1) / 4, period = (3 + t - 1) % 4 + 1;
-        EXPECT_EQ(p.Var("y")[t], year) << t;
-        EXPECT_EQ(p.Var("q")[t], period) << t;
-        EXPECT_EQ(p.Var("k")[t], t + 1) << t;
-        EXPECT_EQ(p.Var("s")[t], period == 1 ? 1.0 : 0.0) << t;
-    }
-}
-
 }  // namespace
 }  // namespace tessel::testing
 
@@ -480,39 +445,6 @@ TEST(AlgebraInterpreterLong, StatementsThatReadTheirOwnPastGoObservationByObserv
 
 namespace tessel::testing {
 namespace {
-
-TEST(AlgebraInterpreterFunctions, ExponentialSmoothingIntoADestination) {
-    const std::vector<double> x = {4, 6, M, 5, 9, 7, M, M, 8, 3};
-    Program p({{"x", x}}, 10);
-    ASSERT_TRUE(p.Compile("s = ewma(x, 0.3, 0, e);"));
-    ASSERT_TRUE(p.Run(1, 9));
-    // Simple exponential smoothing from the first present value; gaps carry the last level.
-    std::vector<double> e(10, M);
-    double level = M;
-    for (int t = 1; t <= 9; ++t) {
-        if (IsMissing(level)) {
-            if (!IsMissing(x[t])) level = x[t];
-            e[t] = level;
-        } else {
-            if (!IsMissing(x[t])) level = 0.7 * level + 0.3 * x[t];
-            e[t] = level;
-        }
-    }
-    ExpectSeries(p.Var("e"), e, "e");
-    ExpectSeries(p.Var("s"), e, "s");
-}
-
-TEST(AlgebraInterpreterFunctions, SourceAndDestinationMustDiffer) {
-    Program p({{"x", {1, 2, 3, 4, 5}}}, 5);
-    ASSERT_TRUE(p.Compile("s = smooth_hp(x, 1600, x);"));
-    CapturedReports reports;
-    EXPECT_FALSE(p.Run(0, 4, 0));
-    ExpectSeries(p.Var("s"), {M, M, M, M, M}, "s");
-    ExpectSeries(p.Var("x"), {1, 2, 3, 4, 5}, "x");
-    ASSERT_EQ(reports.Log().size(), 1u);
-    EXPECT_EQ(reports.Log()[0].second,
-              "There were Algebra run-time errors:\r\n    Arguments must be different (smooth, sortby)\r\n");
-}
 
 TEST(AlgebraInterpreterFunctions, CallsKeepTheirOrderWithinAnObservation) {
     const int n = 300;
