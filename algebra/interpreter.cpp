@@ -221,12 +221,20 @@ int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet) {
         if (sym.storage && sym.data) n = std::min<int64_t>(n, sym.storage->count);
     }
     ws->nobs = static_cast<int32_t>(std::max<int64_t>(n, 0));
-    ws->t1 = std::clamp(t1, 0, std::max(ws->nobs - 1, 0));
-    ws->t2 = std::min(t2, ws->nobs - 1);
-    ws->t = ws->t1;
     ws->flags = 0;
     ws->message[0] = 0;
-    if (ws->nobs <= 0) return 1;
+    // Observations outside the columns are never evaluated: a range is cut to them, and an empty range
+    // is evaluated once at its start only when that start is an observation.
+    if (t1 <= t2) {
+        t1 = std::max(t1, 0);
+        t2 = std::min(t2, ws->nobs - 1);
+        if (t1 > t2) return 1;
+    } else if (t1 < 0 || t1 >= ws->nobs) {
+        return 1;
+    }
+    ws->t1 = t1;
+    ws->t2 = t2;
+    ws->t = t1;
 
     // The code is checked and decoded once; a program that could unbalance the stack never runs.
     std::vector<AlgebraExecInstr> code;

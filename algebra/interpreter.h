@@ -14,8 +14,8 @@ inline constexpr int kAlgebraStackLimit = 500;
 
 // Runs the compiled code over observations t1..t2 of columns holding nobs values; quiet non-zero
 // suppresses the report. 1 when no error flag remains, else 0. A range reaching outside the columns
-// is cut to them (t1 into 0..nobs-1, t2 to at most nobs-1) so that nothing reads or writes outside a
-// column.
+// is cut to them, and one that lies wholly outside runs nothing, so that nothing reads or writes
+// outside a column.
 int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet);
 
 // The execution loop on `stack`, which must hold AlgebraStackNeed(ws) values. ws->t1, t2 and nobs

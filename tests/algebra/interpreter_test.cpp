@@ -214,11 +214,22 @@ TEST(AlgebraInterpreter, EmptySampleEvaluatesEachStatementOnceAtItsStart) {
 TEST(AlgebraInterpreter, RangeOutsideTheColumnsIsCut) {
     Program p({{"x", {1, 2, 3}}}, 3);
     ASSERT_TRUE(p.Compile("y = x + 1; x[5] = 1; z = x[-7];"));
-    EXPECT_TRUE(p.Run(-5, 1000));
+    EXPECT_TRUE(p.Run(-5, 1));
+    ExpectSeries(p.Var("y"), {2, 3, M}, "y");
+    EXPECT_TRUE(p.Run(1, 1000));
     ExpectSeries(p.Var("y"), {2, 3, 4}, "y");
-    EXPECT_TRUE(p.Run(50, 40));
-    EXPECT_TRUE(p.Run(2147483647, 2147483647));
-    EXPECT_TRUE(p.Run(-2147483647 - 1, -2147483647 - 1));
+    // Ranges wholly outside run nothing, empty ones included.
+    ASSERT_TRUE(p.Compile("y = 0;"));
+    const int ranges[][2] = {{50, 40}, {3, 3}, {-1, -1}, {-1, -2}, {2147483647, 2147483647},
+                             {-2147483647 - 1, -2147483647 - 1}};
+    for (const auto &r : ranges) {
+        EXPECT_TRUE(p.Run(r[0], r[1]));
+        ExpectSeries(p.Var("y"), {2, 3, 4}, "untouched");
+    }
+    EXPECT_TRUE(p.Run(2, 1));
+    ExpectSeries(p.Var("y"), {2, 3, 0}, "empty range at an observation");
+    EXPECT_TRUE(p.Run(-2147483647 - 1, 2147483647));
+    ExpectSeries(p.Var("y"), {0, 0, 0}, "whole column");
 }
 
 TEST(AlgebraInterpreter, FunctionWithMissingArgumentIsNotCalled) {
