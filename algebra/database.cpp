@@ -325,6 +325,7 @@ int AlgebraSamplePeriod(const AlgebraSample &s, int t) {
 }
 
 void AlgebraSampleSetEnd(AlgebraSample *s, int n) {
+    if (n == INT32_MIN) n = INT32_MIN + 1;
     s->endYear = AlgebraSampleYear(*s, n - 1);
     s->endPeriod = AlgebraSamplePeriod(*s, n - 1);
 }
@@ -375,7 +376,7 @@ int AlgebraDbAddVariables(AlgebraDatabase *db, int n) {
     char msg[160];
     if (int64_t{db->count} + n > db->capacity) {
         int64_t cap = int64_t{db->count} + (n > 256 ? n : 256);
-        if (cap > INT32_MAX / 2 || !GrowSlots(db, static_cast<int>(cap))) {
+        if (cap > kAlgebraMaxVariables || !GrowSlots(db, static_cast<int>(cap))) {
             std::snprintf(msg, sizeof msg, "Maximum number of variables reached in database %s",
                           db->name ? db->name : "");
             AlgebraError(msg);

@@ -51,6 +51,7 @@ struct AlgebraVarKind {
 
 inline constexpr int kAlgebraNameMax = 64;                  // characters kept of a variable name
 inline constexpr int kAlgebraMaxObservations = 100000000;  // longest sample
+inline constexpr int kAlgebraMaxVariables = 1 << 24;       // table slots, well before any overflow
 
 struct AlgebraDatabase;
 using AlgebraObserver = void (*)(AlgebraDatabase *db, void *context);

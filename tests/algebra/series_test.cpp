@@ -195,68 +195,39 @@ TEST(Ewmc, PerfectlyRelatedSeries) {
     EXPECT_EQ(o[0], 5);
 }
 
-TEST(MovingStatistics, WindowsAgainstDirectSums) {
-    std::vector<double> x = RandomSeries(30, 21);
-    const int t2 = 24;
-    for (int t = 0; t < 30; ++t) {
-        for (int lag = -1; lag <= 3; ++lag) {
-            for (int lead = -1; lead <= 3; ++lead) {
-                const double avg = AlgebraMovingAvg(x.data(), 30, t, t2, lag, lead);
-                const double sd = AlgebraMovingSd(x.data(), 30, t, t2, lag, lead, 0.5);
-                if (t - lag > t + lead) {
-                    EXPECT_EQ(avg, 0.0);
-                    continue;
-                }
-                if (t - lag < 0 || t + lead > t2) {
-                    EXPECT_TRUE(IsMissing(avg)) << t << " " << lag << " " << lead;
-                    EXPECT_TRUE(IsMissing(sd));
-                    continue;
-                }
-                double s = 0, q = 0;
-                for (int j = t - lag; j <= t + lead; ++j) s += x[j], q += (x[j] - 0.5) * (x[j] - 0.5);
-                const double w = lag + lead + 1.0;
-                EXPECT_NEAR(avg, s / w, 1e-12);
-                EXPECT_NEAR(sd, std::sqrt(q / w), 1e-12);
-            }
-        }
-    }
-}
-
-TEST(MovingStatistics, EdgeCases) {
+TEST(MovingStatistics, WindowsAndTheirBounds) {
     std::vector<double> x = {1, 2, 3, 4, 5, 6};
-    EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 5, 50, 1, 1))) << "never past the column";
+    EXPECT_DOUBLE_EQ(AlgebraMovingAvg(x.data(), 6, 2, 5, 1, 1), 3.0);
+    EXPECT_DOUBLE_EQ(AlgebraMovingAvg(x.data(), 6, 2, 5, 2, 0), 2.0);
+    EXPECT_DOUBLE_EQ(AlgebraMovingAvg(x.data(), 6, 2, 5, -1, 2), 4.5) << "a window after t";
+    EXPECT_EQ(AlgebraMovingAvg(x.data(), 6, 2, 5, -1, -1), 0.0) << "an empty window";
+    EXPECT_DOUBLE_EQ(AlgebraMovingSd(x.data(), 6, 2, 5, 1, 1, 3.0), std::sqrt(2.0 / 3.0));
+    EXPECT_DOUBLE_EQ(AlgebraMovingSd(x.data(), 6, 3, 5, 0, 0, 1.0), 3.0);
+    // Usable indices run from 0 to the sample end (and never past the column).
+    EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 0, 5, 1, 0)));
+    EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 4, 4, 0, 1)));
+    EXPECT_FALSE(IsMissing(AlgebraMovingAvg(x.data(), 6, 4, 5, 0, 1)));
+    EXPECT_TRUE(IsMissing(AlgebraMovingSd(x.data(), 6, 5, 50, 0, 1, 0)));
+    EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 2, 5, 1e300, 1e300)));
     // The window truncates LAG and LEAD but the divisor does not.
     EXPECT_DOUBLE_EQ(AlgebraMovingAvg(x.data(), 6, 2, 5, 1.5, 1.0), (2 + 3 + 4) / 3.5);
     x[3] = kMissing;
     EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 2, 5, 1, 1)));
     EXPECT_TRUE(IsMissing(AlgebraMovingSd(x.data(), 6, 4, 5, 1, 0, 0)));
-    EXPECT_TRUE(IsMissing(AlgebraMovingAvg(x.data(), 6, 2, 5, 1e300, 1e300)));
-    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 6, 5, 5, 1e12, 1)));
 }
 
-TEST(Almon, WeightsAgainstDirectSums) {
-    std::vector<double> x = RandomSeries(15, 31);
-    for (int t = 0; t < 15; ++t) {
-        for (int lag = 0; lag <= 4; ++lag) {
-            for (double power : {0.0, 1.0, 2.5}) {
-                const double v = AlgebraAlmon(x.data(), 15, t, 12, lag, power);
-                if (t - lag < 0 || t > 12) {
-                    EXPECT_TRUE(IsMissing(v));
-                    continue;
-                }
-                double sw = 0, s = 0;
-                for (int i = 0; i <= lag; ++i) {
-                    const double w = std::pow(lag + 1 - i, power);
-                    sw += w;
-                    s += w * x[t - i];
-                }
-                EXPECT_NEAR(v, s / sw, 1e-12);
-            }
-        }
-    }
+TEST(Almon, WeightsFallLinearlyWithPowerOne) {
+    std::vector<double> x = {1, 4, 9, 16, 25, 36};
+    EXPECT_DOUBLE_EQ(AlgebraAlmon(x.data(), 6, 4, 5, 2, 1.0), (3 * 25 + 2 * 16 + 9) / 6.0);
+    EXPECT_DOUBLE_EQ(AlgebraAlmon(x.data(), 6, 4, 5, 2, 0.0), (25 + 16 + 9) / 3.0);
+    EXPECT_DOUBLE_EQ(AlgebraAlmon(x.data(), 6, 4, 5, 1, 2.0), (4 * 25 + 16) / 5.0);
+    EXPECT_DOUBLE_EQ(AlgebraAlmon(x.data(), 6, 3, 5, 0, 3.0), 16.0);
+    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 6, 1, 5, 2, 1.0))) << "t - LAG before the data";
+    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 6, 5, 4, 2, 1.0))) << "t beyond the sample end";
+    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 6, 5, 5, 1e12, 1.0)));
     x[3] = kMissing;
-    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 15, 5, 12, 2, 1)));
-    EXPECT_FALSE(IsMissing(AlgebraAlmon(x.data(), 15, 5, 12, 1, 1)));
+    EXPECT_TRUE(IsMissing(AlgebraAlmon(x.data(), 6, 5, 5, 2, 1.0)));
+    EXPECT_FALSE(IsMissing(AlgebraAlmon(x.data(), 6, 5, 5, 1, 1.0)));
 }
 
 TEST(Cum, RunsFromTheFirstPresentValue) {
