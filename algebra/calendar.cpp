@@ -126,6 +126,8 @@ int32_t CalNthWeekday(int y, int m, int w, int nth) {
     return r < f ? 0 : Wrap32(r);
 }
 
+int32_t CalTruncDay(double value) { return TruncInt(value); }
+
 double CalMakeDate(double year, double month, double day) {
     const int32_t n = CalDayNumber(TruncInt(year), TruncInt(month), TruncInt(day));
     return n == kCalBadDate ? 4294967295.0 : static_cast<double>(n);

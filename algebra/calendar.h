@@ -26,6 +26,9 @@ int32_t CalEasterDay(int year);
 // 0 when nth is outside -5..5, is 0, or the month has no such day.
 int32_t CalNthWeekday(int year, int month, int weekday, int nth);
 
+// The day number in a date value (its whole part, truncated), bounded to 32 bits; 0 for a NaN.
+int32_t CalTruncDay(double value);
+
 // The value of makedate(YEAR, MONTH, DAY) in Algebra code: arguments truncated, a bad date as
 // 4294967295.
 double CalMakeDate(double year, double month, double day);

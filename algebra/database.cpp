@@ -296,29 +296,36 @@ void AlgebraStorageRelease(AlgebraStorage *s) {
 
 // ---- sample arithmetic ----
 
+namespace {
+
+int Frequency(const AlgebraSample &s) { return s.frequency > 0 ? s.frequency : 1; }
+
+}  // namespace
+
 int64_t AlgebraSampleObservations(const AlgebraSample &s) {
-    return (int64_t{s.endYear} - s.startYear) * s.frequency - s.startPeriod + s.endPeriod + 1;
+    return (int64_t{s.endYear} - s.startYear) * Frequency(s) - s.startPeriod + s.endPeriod + 1;
 }
 
 int64_t AlgebraSampleIndex(const AlgebraSample &s, int year, int period) {
-    return int64_t{period} + (int64_t{year} - s.startYear) * s.frequency - s.startPeriod;
+    return int64_t{period} + (int64_t{year} - s.startYear) * Frequency(s) - s.startPeriod;
 }
 
 int AlgebraSampleYear(const AlgebraSample &s, int t) {
-    const int f = s.frequency > 0 ? s.frequency : 1;
-    int y = s.startYear + t / f;
+    const int f = Frequency(s);
+    int64_t y = int64_t{s.startYear} + t / f;
     if (int64_t{s.startPeriod} + t - int64_t{f} * (t / f) > f) ++y;
-    return y;
+    return static_cast<int>(y);
 }
 
 int AlgebraSamplePeriod(const AlgebraSample &s, int t) {
-    const int f = s.frequency > 0 ? s.frequency : 1;
+    const int f = Frequency(s);
     int64_t p = int64_t{s.startPeriod} + t - int64_t{f} * (t / f);
     if (p > f) p -= f;
     return static_cast<int>(p);
 }
 
 void AlgebraSampleSetEnd(AlgebraSample *s, int n) {
+    if (n == INT32_MIN) n = INT32_MIN + 1;
     s->endYear = AlgebraSampleYear(*s, n - 1);
     s->endPeriod = AlgebraSamplePeriod(*s, n - 1);
 }
@@ -369,7 +376,7 @@ int AlgebraDbAddVariables(AlgebraDatabase *db, int n) {
     char msg[160];
     if (int64_t{db->count} + n > db->capacity) {
         int64_t cap = int64_t{db->count} + (n > 256 ? n : 256);
-        if (cap > INT32_MAX / 2 || !GrowSlots(db, static_cast<int>(cap))) {
+        if (cap > kAlgebraMaxVariables || !GrowSlots(db, static_cast<int>(cap))) {
             std::snprintf(msg, sizeof msg, "Maximum number of variables reached in database %s",
                           db->name ? db->name : "");
             AlgebraError(msg);
@@ -502,6 +509,27 @@ int AlgebraDbSetText(AlgebraDatabase *db, const char *text) {
     return 1;
 }
 
+int AlgebraDbSetBlock(AlgebraDatabase *db, int index, const void *data, int size) {
+    if (!db || index < 0 || index >= db->count || size < 0 || (size > 0 && !data)) return 0;
+    void *copy = std::malloc(size > 0 ? static_cast<size_t>(size) : 1);
+    if (!copy) return 0;
+    if (size > 0) std::memcpy(copy, data, static_cast<size_t>(size));
+    AlgebraVarKind &k = db->kinds[index];
+    if (Journaling(db)) {
+        // The entry takes over the old record (and its block); undo swaps it back.
+        AlgebraJournalEntry e = NewEntry(db, kJournalBlock, index);
+        e.block = k;
+        if (AlgebraJournalPush(db->journal, std::move(e)))
+            k = AlgebraVarKind{};
+        else
+            e.block = AlgebraVarKind{};  // not taken: the record still owns its block
+    }
+    if (k.kind == kAlgebraKindBlock) std::free(k.block);
+    k = AlgebraVarKind{kAlgebraKindBlock, size, copy};
+    db->changed = 1;
+    return 1;
+}
+
 // ---- sample ----
 
 void AlgebraDbSetSample(AlgebraDatabase *db, const AlgebraSample &sample) {
@@ -510,20 +538,50 @@ void AlgebraDbSetSample(AlgebraDatabase *db, const AlgebraSample &sample) {
     if (o.startYear == sample.startYear && o.startPeriod == sample.startPeriod && o.endYear == sample.endYear &&
         o.endPeriod == sample.endPeriod && o.frequency == sample.frequency)
         return;
+    AlgebraSample s = sample;
+    int64_t n = AlgebraSampleObservations(s);
+    bool truncated = false;
+    if (n > kAlgebraMaxObservations) {
+        n = kAlgebraMaxObservations;
+        AlgebraSampleSetEnd(&s, kAlgebraMaxObservations);
+        truncated = true;
+    }
+    // A sample that ends before it starts holds no observations.
+    const int nobs = n > 0 ? static_cast<int>(n) : 0;
+    // Callers set the sample before adding variables, but a longer sample over existing columns
+    // must not let readers run past their storage: extend those columns with missing values.
+    for (int i = 0; i < db->count; ++i) {
+        AlgebraStorage *old = db->storage[i];
+        if (!old || old->count >= nobs) continue;
+        AlgebraStorage *grown = AlgebraStorageCreate(nobs);
+        if (!grown) {
+            AlgebraError("Out of memory");
+            return;
+        }
+        std::memcpy(grown->values, old->values, sizeof(double) * static_cast<size_t>(old->count));
+        AlgebraStorageRelease(old);
+        db->storage[i] = grown;
+        db->data[i] = grown->values;
+    }
     JournalSample(db);
     db->changed = 1;
-    db->sample = sample;
-    int64_t n = AlgebraSampleObservations(sample);
-    if (n > kAlgebraMaxObservations) {
+    db->sample = s;
+    if (truncated) {
         char msg[80];
         std::snprintf(msg, sizeof msg, "Truncated number of observations to %d", kAlgebraMaxObservations);
         AlgebraWarning(msg);
-        n = kAlgebraMaxObservations;
-        AlgebraSampleSetEnd(&db->sample, kAlgebraMaxObservations);
     }
     if (!db->batch) NotifyAndClear(db);
-    // A sample that ends before it starts holds no observations.
-    db->nobs = n > 0 ? static_cast<int32_t>(n) : 0;
+    db->nobs = nobs;
+}
+
+int AlgebraDbSetDatabaseName(AlgebraDatabase *db, const char *name) {
+    if (!db) return 0;
+    char *copy = DupText(name ? name : "");
+    if (!copy) return 0;
+    std::free(db->name);
+    db->name = copy;
+    return 1;
 }
 
 void AlgebraDbMarkModified(AlgebraDatabase *db, int first, int last) {

@@ -51,6 +51,7 @@ struct AlgebraVarKind {
 
 inline constexpr int kAlgebraNameMax = 64;                  // characters kept of a variable name
 inline constexpr int kAlgebraMaxObservations = 100000000;  // longest sample
+inline constexpr int kAlgebraMaxVariables = 1 << 24;       // table slots, well before any overflow
 
 struct AlgebraDatabase;
 using AlgebraObserver = void (*)(AlgebraDatabase *db, void *context);
@@ -94,13 +95,21 @@ int AlgebraDbRename(AlgebraDatabase *db, int index, const char *name, int report
 int AlgebraDbSetName(AlgebraDatabase *db, int index, const char *name);
 // Exact, case-sensitive lookup; index or -1.
 int AlgebraDbFind(const AlgebraDatabase *db, const char *name);
+// Sets the sample and the number of observations (at most 100,000,000, with a warning). Columns
+// shorter than the new sample are extended with missing values; none is ever shortened.
 void AlgebraDbSetSample(AlgebraDatabase *db, const AlgebraSample &sample);
+// The database's own name, used in messages; 0 when out of memory.
+int AlgebraDbSetDatabaseName(AlgebraDatabase *db, const char *name);
 // Sets flag 2 on first..last (bounded by the count) and journals their values when enabled.
 void AlgebraDbMarkModified(AlgebraDatabase *db, int first, int last);
 
 // Label and database text (null clears); 1 on success, 0 when out of memory or out of range.
 int AlgebraDbSetLabel(AlgebraDatabase *db, int index, const char *label);
 int AlgebraDbSetText(AlgebraDatabase *db, const char *text);
+
+// Gives variable `index` the block kind with a copy of `size` bytes of `data` (its previous block,
+// if any, is released); 1 on success, 0 when out of memory or out of range.
+int AlgebraDbSetBlock(AlgebraDatabase *db, int index, const void *data, int size);
 
 // Batch mode: deletions are only marked and the observer is not told. Ending it removes the marked
 // variables and notifies once.

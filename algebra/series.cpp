@@ -1,8 +1,8 @@
 #include "algebra/series.h"
 
 #include <cmath>
+#include <memory>
 #include <new>
-#include <vector>
 
 #include "numeric/banded_toeplitz.h"
 #include "numeric/missing.h"
@@ -27,21 +27,19 @@ int HpFilter(const double *y, int n, double lambda, double *tau, bool exact) {
     if (!y || !tau || n < 3) return 0;
     if (lambda <= 1e-20) lambda = 1600.0;
     const int m = n - 2;
-    std::vector<double> c, work;
-    try {
-        c.resize(static_cast<size_t>(n) + 2);
-        work.resize(3 * static_cast<size_t>(m));
-    } catch (const std::bad_alloc &) {
-        return 0;
-    }
+    // Uninitialised work storage: every element is written before it is read.
+    std::unique_ptr<double[]> c(new (std::nothrow) double[static_cast<size_t>(n) + 2]);
+    std::unique_ptr<double[]> work(new (std::nothrow) double[2 * static_cast<size_t>(m)]);
+    if (!c || !work) return 0;
     // c[2 .. n-1] holds the second differences d[1 .. n-2] and then the solution; c[0], c[1], c[n],
     // c[n+1] stay zero so that the trend step needs no edge cases.
-    double *cs = c.data() + 2;
+    double *cs = c.get() + 2;
+    c[0] = c[1] = c[n] = c[n + 1] = 0.0;
     for (int i = 1; i <= n - 2; ++i) cs[i - 1] = y[i + 1] - 2.0 * y[i] + y[i - 1];
     const double a[3] = {exact ? 6.0 * lambda + 1.0 : 6.0 * lambda + 2.0 / 3.0,
                          exact ? -4.0 * lambda : 1.0 / 6.0 - 4.0 * lambda, lambda};
-    if (MatSolveSymBandToeplitz(a, 2, m, cs, cs, work.data()) != 0) return 0;
-    const double *p = c.data();
+    if (MatSolveSymBandToeplitz(a, 2, m, cs, cs, work.get()) != 0) return 0;
+    const double *p = c.get();
     for (int i = 0; i < n; ++i) tau[i] = y[i] - lambda * (p[i] - 2.0 * p[i + 1] + p[i + 2]);
     return 1;
 }
