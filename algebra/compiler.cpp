@@ -49,7 +49,6 @@ struct Parser {
     size_t pos;  // code byte of the current token, after newline markers
     int line;    // line of the last newline marker passed
     int depth;   // nesting of expressions
-    int stack;   // values the code of the current statement leaves on the stack
 };
 
 [[noreturn]] void Fail(Parser &p, int code, const char *text) {
@@ -167,21 +166,6 @@ void Emit(Parser &p, int32_t op, int32_t arg) {
     AlgebraWorkspace *ws = p.ws;
     if (static_cast<size_t>(ws->ncode) >= ws->code.size()) Fail(p, kCodeBufferFull, "");
     ws->code[static_cast<size_t>(ws->ncode++)] = AlgebraInstr{op, arg};
-    switch (op) {
-        case OpLoadConst:
-        case OpLoadVar: ++p.stack; break;
-        case OpStore:
-        case OpJumpFalse:
-        case OpDiscard: --p.stack; break;
-        case OpStoreLag: p.stack -= 2; break;
-        case OpStoreDate: p.stack -= 3; break;
-        case OpLoadDate: --p.stack; break;
-        case OpOperator:
-            if (arg != kAlgebraOpNegate && arg != kAlgebraOpNot) --p.stack;
-            break;
-        default: break;
-    }
-    if (p.stack > ws->stack_need) ws->stack_need = p.stack;
 }
 
 int NewConst(Parser &p, double value) {
@@ -409,7 +393,6 @@ void FunctionCall(Parser &p, const char *name) {
     }
     Expect(p, ')');
     Emit(p, OpCall, index);
-    p.stack -= static_cast<int>(std::strlen(kinds)) - 1;
 }
 
 void Primary(Parser &p) {
@@ -526,7 +509,6 @@ void AssignmentValue(Parser &p, int sym, int32_t store_op) {
         Expression(p);
         int jump = ws->ncode;
         Emit(p, OpJump, 0);
-        --p.stack;  // the else branch starts from the depth the then branch started from
         ws->code[static_cast<size_t>(jump_false)].arg = ws->ncode;
         if (Peek(p) == ':') {
             Advance(p);
@@ -590,7 +572,6 @@ void ParameterStatement(Parser &p) {
 }
 
 void Statement(Parser &p) {
-    p.stack = 0;
     unsigned char code = Peek(p);
     if (code == ';') return Advance(p);
     if (code == kTokParam && p.ws->param_map) return ParameterStatement(p);
@@ -641,7 +622,6 @@ void CompileProgram(Parser &p) {
     AlgebraDatabase *db = p.db;
 
     ReleaseSymbols(ws);
-    ws->stack_need = 0;
     try {
         ws->symbols.assign(static_cast<size_t>(db->count) + kAlgebraSymbolSpare, AlgebraSymbol{});
         if (ws->code.empty()) ws->code.resize(kAlgebraCodeStart);
@@ -712,7 +692,7 @@ void AlgebraSetParameters(AlgebraWorkspace *ws, int32_t *map, int32_t *max_param
 int AlgebraCompile(AlgebraWorkspace *ws, AlgebraDatabase *db) {
     ws->error_text[0] = 0;
     ws->db = db;
-    Parser p{ws, db, ws->tokens.data(), ws->tokens.size(), 0, 1, 0, 0};
+    Parser p{ws, db, ws->tokens.data(), ws->tokens.size(), 0, 1, 0};
     if (!db) {
         try {
             Fail(p, kOutOfMemory, "");
@@ -743,7 +723,6 @@ void AlgebraWorkspaceClear(AlgebraWorkspace *ws) {
     std::vector<unsigned char>().swap(ws->tokens);
     ws->ncode = 0;
     ws->nconst = 0;
-    ws->stack_need = 0;
     ws->pos = 0;
 }
 

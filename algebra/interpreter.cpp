@@ -5,9 +5,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <new>
+#include <vector>
 
 #include "algebra/catalogue.h"
 #include "algebra/database.h"
+#include "algebra/interpreter_exec.h"
 #include "algebra/report.h"
 #include "numeric/missing.h"
 
@@ -15,65 +18,9 @@ namespace tessel {
 
 namespace {
 
-// Truncation toward zero to a 32-bit integer; false when the value has none (NaN or out of range).
-inline bool Trunc32(double v, int64_t *out) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return false;
-    *out = static_cast<int32_t>(v);
-    return true;
-}
-
-// Observation of a (year, period) pair; a period of zero or less makes the year an observation index.
-inline bool DateObservation(const AlgebraWorkspace *ws, double year, double period, int64_t *obs) {
-    int64_t y, p;
-    if (!Trunc32(year, &y)) return false;
-    if (period <= 0.0) {
-        *obs = y;
-        return true;
-    }
-    if (!Trunc32(period, &p)) return false;
-    *obs = (y - ws->first_year) * ws->frequency + p - ws->first_period;
-    return true;
-}
-
-// The code must only name existing symbols with columns, constant slots, instructions and catalogue
-// entries, and end with OpEnd, so that the loop needs no per-instruction bound checks.
-bool CodeIsSound(const AlgebraWorkspace *ws, int nfun) {
-    const int n = ws->ncode;
-    if (n <= 0 || static_cast<size_t>(n) > ws->code.size() || ws->code[static_cast<size_t>(n - 1)].op != OpEnd)
-        return false;
-    for (int i = 0; i < n; ++i) {
-        const AlgebraInstr &in = ws->code[static_cast<size_t>(i)];
-        const int k = in.arg;
-        switch (in.op) {
-            case OpLoadConst:
-                if (k < 0 || k >= ws->nconst) return false;
-                break;
-            case OpLoadVar:
-            case OpLoadLag:
-            case OpLoadDate:
-            case OpStore:
-            case OpStoreLag:
-            case OpStoreDate:
-                if (k < 0 || k >= ws->nsym || !ws->symbols[static_cast<size_t>(k)].data) return false;
-                break;
-            case OpJumpFalse:
-            case OpJump:
-                if (k < 0 || k >= n) return false;
-                break;
-            case OpCall: {
-                const AlgebraFunction *fn = k >= 0 && k < nfun ? AlgebraGetFunction(k) : nullptr;
-                if (!fn || !fn->handler || fn->arg_count < 0) return false;
-                break;
-            }
-            default: break;
-        }
-    }
-    return true;
-}
-
 inline double BoolValue(bool b) { return b ? 1.0 : 0.0; }
 
-inline bool IsBinaryOperator(int k) {
+[[maybe_unused]] inline bool IsBinaryOperator(int k) {
     switch (k) {
         case kAlgebraOpAdd:
         case kAlgebraOpSub:
@@ -92,145 +39,135 @@ inline bool IsBinaryOperator(int k) {
     }
 }
 
-}  // namespace
 
-int AlgebraStackNeed(const AlgebraWorkspace *ws) {
-    return std::max(kAlgebraStackSize, ws->stack_need + 16);
-}
-
-int AlgebraExecute(AlgebraWorkspace *ws, double *stack) {
-    const int nfun = AlgebraFunctionCount();
-    if (!CodeIsSound(ws, nfun)) return -1;
-
-    if (ws->db) {
-        ws->first_year = ws->db->sample.startYear;
-        ws->first_period = ws->db->sample.startPeriod;
-        ws->frequency = ws->db->sample.frequency;
-    }
-    const AlgebraInstr *code = ws->code.data();
-    const double *consts = ws->consts.data();
-    const AlgebraSymbol *syms = ws->symbols.data();
-    const AlgebraFunction *functions = AlgebraFunctionTable();
+// Runs prepared code on `stack` (and block-safe statements on `scratch`, when given); 0 on a normal
+// end, else the depth where it stopped.
+int Execute(AlgebraWorkspace *ws, const AlgebraExecInstr *code, double *stack, double *scratch) {
+    ws->first_year = ws->db ? ws->db->sample.startYear : 0;
+    ws->first_period = ws->db ? ws->db->sample.startPeriod : 0;
+    ws->frequency = ws->db ? ws->db->sample.frequency : 1;
     const int64_t t1 = ws->t1, t2 = ws->t2, nobs = ws->nobs;
-    const int capacity = AlgebraStackNeed(ws);
-    double *s = stack;
-
+    double *const s = stack;
+    double *sp = s;  // next free slot
     int64_t t = t2 + 1;
     int mark = 0;
-    int d = 0;
     int pc = 0;
     for (;;) {
-        const AlgebraInstr in = code[pc];
-        const int k = in.arg;
-        switch (in.op) {
-            case OpStatement:
+        const AlgebraExecInstr &x = code[pc];
+        switch (x.op) {
+            case kExStatement:
                 if (++t <= t2) {
-                    // A statement leaves nothing on the stack; anything else is malformed code.
-                    if (d != 0) return d;
                     pc = mark + 1;
                     continue;
                 }
                 t = t1;
-                d = 0;
+                sp = s;
                 mark = pc;
-                if (k == -1) {
-                    ws->t = static_cast<int32_t>(t);
+                if (x.k == -1) {
+                    ws->t = static_cast<int32_t>(t1);
                     return 0;
                 }
-                break;
-            case OpLoadConst:
-                s[d++] = consts[k];
-                break;
-            case OpLoadVar:
-                s[d++] = syms[k].data[t];
-                break;
-            case OpLoadLag: {
-                if (d < 1) return -1;
-                int64_t j;
-                double v = kMissing;
-                if (Trunc32(s[d - 1], &j) && t + j >= 0 && t + j < nobs) v = syms[k].data[t + j];
-                s[d - 1] = v;
-                break;
-            }
-            case OpLoadDate: {
-                if (d < 2) return -1;
-                int64_t obs;
-                double v = kMissing;
-                if (DateObservation(ws, s[d - 2], s[d - 1], &obs) && obs >= 0 && obs < nobs) v = syms[k].data[obs];
-                d -= 2;
-                s[d++] = v;
-                break;
-            }
-            case OpStore:
-                if (d < 1) return -1;
-                syms[k].data[t] = s[--d];
-                break;
-            case OpStoreLag: {
-                if (d < 2) return -1;
-                int64_t j;
-                const double v = s[d - 1];
-                if (Trunc32(s[d - 2], &j) && t + j >= t1 && t + j <= t2) syms[k].data[t + j] = v;
-                d -= 2;
-                break;
-            }
-            case OpStoreDate: {
-                if (d < 3) return -1;
-                int64_t obs;
-                const double v = s[d - 1];
-                if (DateObservation(ws, s[d - 3], s[d - 2], &obs) && obs >= t1 && obs <= t2) syms[k].data[obs] = v;
-                d -= 3;
-                break;
-            }
-            case OpJumpFalse:
-                if (d < 1) return -1;
-                if (s[--d] == 0.0) {
-                    pc = k;
+                if (x.block_end > 0 && scratch) {
+                    // The whole statement at once; the next mark then moves on.
+                    t = std::max(t1, t2);
+                    AlgebraExecuteBlocks(ws, code, pc + 1, x.block_end, t1, t, scratch);
+                    pc = x.block_end;
                     continue;
                 }
                 break;
-            case OpJump:
-                pc = k;
-                continue;
-            case OpDiscard:
-                d += k;
+            case kExConst: *sp++ = x.v; break;
+            case kExVar: *sp++ = x.p[t]; break;
+            case kExLag: {
+                int64_t j;
+                double &top = sp[-1];
+                top = (AlgebraTrunc32(top, &j) && t + j >= 0 && t + j < nobs) ? x.p[t + j] : kMissing;
                 break;
-            case OpCall: {
-                const AlgebraFunction &fn = functions[k];
-                const int n = fn.arg_count;
-                if (n > d) return d - n;
-                d -= n;
-                const double *args = s + d;
+            }
+            case kExLagConst: {
+                const int64_t j = t + x.k;
+                *sp++ = (j >= 0 && j < nobs) ? x.p[j] : kMissing;
+                break;
+            }
+            case kExMissing: *sp++ = kMissing; break;
+            case kExDate: {
+                int64_t obs;
+                const bool ok = AlgebraDateObservation(ws, sp[-2], sp[-1], &obs) && obs >= 0 && obs < nobs;
+                sp -= 2;
+                *sp++ = ok ? x.p[obs] : kMissing;
+                break;
+            }
+            case kExStore: x.p[t] = *--sp; break;
+            case kExStoreLag: {
+                int64_t j;
+                if (AlgebraTrunc32(sp[-2], &j) && t + j >= t1 && t + j <= t2) x.p[t + j] = sp[-1];
+                sp -= 2;
+                break;
+            }
+            case kExStoreDate: {
+                int64_t obs;
+                if (AlgebraDateObservation(ws, sp[-3], sp[-2], &obs) && obs >= t1 && obs <= t2) x.p[obs] = sp[-1];
+                sp -= 3;
+                break;
+            }
+            case kExJumpFalse:
+                if (*--sp == 0.0) {
+                    pc = x.k;
+                    continue;
+                }
+                break;
+            case kExJump: pc = x.k; continue;
+            case kExDiscard: sp += x.k; break;
+            case kExCall: {
+                const int n = x.k;
+                sp -= n;
                 bool missing = false;
-                for (int i = 0; i < n; ++i) missing |= IsMissing(args[i]);
+                for (int i = 0; i < n; ++i) missing |= IsMissing(sp[i]);
                 double r = kMissing;
                 if (!missing) {
                     ws->t = static_cast<int32_t>(t);
-                    r = fn.handler(ws, args);
+                    r = x.fn(ws, sp);
                 }
-                s[d++] = r;
-                if (d > kAlgebraStackLimit - 1) {
+                *sp++ = r;
+                if (sp - s > kAlgebraStackLimit - 1) {
                     ws->flags |= kAlgebraFlagStackFull;
                     return 0;
                 }
                 break;
             }
-            case OpOperator: {
-                if (k == kAlgebraOpNegate || k == kAlgebraOpNot) {
-                    if (d < 1) return -1;
-                    double &x = s[d - 1];
-                    if (!IsMissing(x)) x = (k == kAlgebraOpNegate) ? -x : BoolValue(x == 0.0);
-                    break;
+            case kExNeg:
+                if (!IsMissing(sp[-1])) sp[-1] = -sp[-1];
+                break;
+            case kExNot:
+                if (!IsMissing(sp[-1])) sp[-1] = BoolValue(sp[-1] == 0.0);
+                break;
+            case kExNop: break;
+            case kExEnd: return static_cast<int>(sp - s);
+            default: {
+                // Binary operators: a is the second value, b the top (or the instruction's operand).
+                double &a = sp[-1 - (x.op < kExAddConst)];
+                double b;
+                if (x.op < kExAddConst) {
+                    b = sp[-1];
+                    --sp;
+                } else if (x.op < kExAddVar) {
+                    b = x.v;
+                } else {
+                    b = x.p[t];
                 }
-                if (!IsBinaryOperator(k)) break;  // unknown operators leave the stack as it is
-                if (d < 2) return -1;
-                const double b = s[d - 1];
-                double &a = s[d - 2];
                 const bool am = IsMissing(a), bm = IsMissing(b);
-                switch (k) {
-                    case kAlgebraOpAdd: a = (am || bm) ? kMissing : a + b; break;
-                    case kAlgebraOpSub: a = (am || bm) ? kMissing : a - b; break;
-                    case kAlgebraOpMul: a = (am || bm) ? kMissing : a * b; break;
-                    case kAlgebraOpDiv:
+                switch (x.op) {
+                    case kExAdd:
+                    case kExAddConst:
+                    case kExAddVar: a = (am || bm) ? kMissing : a + b; break;
+                    case kExSub:
+                    case kExSubConst:
+                    case kExSubVar: a = (am || bm) ? kMissing : a - b; break;
+                    case kExMul:
+                    case kExMulConst:
+                    case kExMulVar: a = (am || bm) ? kMissing : a * b; break;
+                    case kExDiv:
+                    case kExDivConst:
+                    case kExDivVar:
                         if (am || bm) {
                             a = kMissing;
                         } else {
@@ -238,32 +175,40 @@ int AlgebraExecute(AlgebraWorkspace *ws, double *stack) {
                             a = a / b;
                         }
                         break;
-                    case kAlgebraOpPower:
-                        // x*x is the correctly rounded square, which pow also returns.
-                        a = (am || bm) ? kMissing : (b == 2.0 ? a * a : std::pow(a, b));
-                        break;
-                    case kAlgebraOpLess: a = BoolValue(!am && !bm && a < b); break;
-                    case kAlgebraOpGreater: a = BoolValue(!am && !bm && a > b); break;
-                    case kAlgebraOpLessEq: a = BoolValue(!am && !bm && a <= b); break;
-                    case kAlgebraOpGreaterEq: a = BoolValue(!am && !bm && a >= b); break;
-                    case kAlgebraOpEqual: a = (am || bm) ? BoolValue(am && bm) : BoolValue(a == b); break;
-                    case kAlgebraOpNotEqual: a = (am || bm) ? BoolValue(am != bm) : BoolValue(a != b); break;
+                    case kExSquare: a = am ? kMissing : a * a; break;
+                    // x*x is the correctly rounded square, which pow also returns.
+                    case kExPow:
+                    case kExPowConst: a = (am || bm) ? kMissing : (b == 2.0 ? a * a : std::pow(a, b)); break;
+                    case kExLess: a = BoolValue(!am && !bm && a < b); break;
+                    case kExGreater: a = BoolValue(!am && !bm && a > b); break;
+                    case kExLessEq: a = BoolValue(!am && !bm && a <= b); break;
+                    case kExGreaterEq: a = BoolValue(!am && !bm && a >= b); break;
+                    case kExEqual: a = (am || bm) ? BoolValue(am && bm) : BoolValue(a == b); break;
+                    case kExNotEqual: a = (am || bm) ? BoolValue(am != bm) : BoolValue(a != b); break;
                     // A missing operand is not zero, so it counts as true.
-                    case kAlgebraOpAnd: a = BoolValue(!(a == 0.0 || b == 0.0)); break;
-                    case kAlgebraOpOr: a = BoolValue(a != 0.0 || b != 0.0); break;
+                    case kExAnd: a = BoolValue(!(a == 0.0 || b == 0.0)); break;
+                    case kExOr: a = BoolValue(a != 0.0 || b != 0.0); break;
                     default: break;
                 }
-                --d;
                 break;
             }
-            default:
-                ws->t = static_cast<int32_t>(std::clamp<int64_t>(t, INT32_MIN, INT32_MAX));
-                return d;
         }
-        if (d < 0) return d;
-        if (d >= capacity) return -1;
         ++pc;
     }
+}
+
+}  // namespace
+
+int AlgebraStackNeed(const AlgebraWorkspace *ws) {
+    const int deepest = AlgebraPrepareCode(ws, nullptr);
+    return std::max(kAlgebraStackSize, deepest + 1);
+}
+
+int AlgebraExecute(AlgebraWorkspace *ws, double *stack) {
+    std::vector<AlgebraExecInstr> code;
+    if (AlgebraPrepareCode(ws, &code) < 0) return -1;
+    std::vector<double> scratch(static_cast<size_t>(kAlgebraBlockDepth) * kAlgebraBlock);
+    return Execute(ws, code.data(), stack, scratch.data());
 }
 
 int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet) {
@@ -283,17 +228,33 @@ int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet) {
     ws->message[0] = 0;
     if (ws->nobs <= 0) return 1;
 
-    double *stack = static_cast<double *>(std::malloc(sizeof(double) * static_cast<size_t>(AlgebraStackNeed(ws))));
-    if (!stack) {
+    // The code is checked and decoded once; a program that could unbalance the stack never runs.
+    std::vector<AlgebraExecInstr> code;
+    int deepest;
+    try {
+        deepest = AlgebraPrepareCode(ws, &code);
+    } catch (const std::bad_alloc &) {
         AlgebraError("Out of memory");
         return 0;
     }
-    if (AlgebraExecute(ws, stack) != 0) ws->flags |= kAlgebraFlagStackError;
+    if (deepest < 0) {
+        ws->flags |= kAlgebraFlagStackError;
+    } else {
+        // One allocation holds the value stack and, after it, the columns for block evaluation.
+        const size_t size = static_cast<size_t>(std::max(kAlgebraStackSize, deepest + 1));
+        const size_t block = static_cast<size_t>(kAlgebraBlockDepth) * kAlgebraBlock;
+        double *stack = static_cast<double *>(std::calloc(size + block, sizeof(double)));
+        if (!stack) {
+            AlgebraError("Out of memory");
+            return 0;
+        }
+        if (Execute(ws, code.data(), stack, stack + size) != 0) ws->flags |= kAlgebraFlagStackError;
+        std::free(stack);
+    }
     if (ws->flags) {
         if (!quiet) AlgebraError(AlgebraErrorText(ws));
         ws->flags &= ~kAlgebraWarningFlags;
     }
-    std::free(stack);
     return ws->flags == 0 ? 1 : 0;
 }
 

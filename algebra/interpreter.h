@@ -19,10 +19,11 @@ inline constexpr int kAlgebraStackLimit = 500;
 int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet);
 
 // The execution loop on `stack`, which must hold AlgebraStackNeed(ws) values. ws->t1, t2 and nobs
-// must already describe a range inside the columns. 0 on a normal end, else the depth where it stopped.
+// must already describe a range inside the columns. Code that could leave the stack unbalanced is
+// refused before it runs (-1). 0 on a normal end, else the depth where it stopped.
 int AlgebraExecute(AlgebraWorkspace *ws, double *stack);
 
-// Values the stack of a run of this workspace's code must hold.
+// Values the stack of a run of this workspace's code must hold (at least kAlgebraStackSize).
 int AlgebraStackNeed(const AlgebraWorkspace *ws);
 
 }  // namespace tessel

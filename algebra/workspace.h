@@ -88,8 +88,8 @@ struct AlgebraSymbol {
     std::string name;
     uint32_t flags = 0;
     int32_t var = -1;
-    AlgebraStorage *storage = nullptr;
     double *data = nullptr;
+    AlgebraStorage *storage = nullptr;
 };
 
 // Sizes of the fixed buffers.
@@ -115,8 +115,6 @@ struct AlgebraWorkspace {
     // Code buffer: `code.size()` is the capacity, `ncode` the write position.
     std::vector<AlgebraInstr> code;
     int32_t ncode = 0;
-    // Deepest value stack one evaluation of any statement can reach (computed while compiling).
-    int32_t stack_need = 0;
 
     // Constant buffer: `consts.size()` is the capacity, `nconst` the slots in use. Slots 0-9 are
     // 0, 1, 2, 3, 4, 5, frequency, missing, pi, number of observations.

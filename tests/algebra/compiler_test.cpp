@@ -407,12 +407,6 @@ TEST(AlgebraCompiler, DeepNestingIsRejectedNotFollowed) {
     ASSERT_TRUE(r.Compile("y = " + std::string(50, '(') + "1" + std::string(50, ')') + ";"));
 }
 
-TEST(AlgebraCompiler, StackNeedCoversTheDeepestStatement) {
-    Program p({{"x", {}}});
-    ASSERT_TRUE(p.Compile("y = x + (x * (x - (x / 2)));\nz = x ? 1 : 2;"));
-    EXPECT_EQ(p.ws.stack_need, 5);
-}
-
 TEST(AlgebraCompiler, RecompilingReplacesTheProgram) {
     Program p({{"x", {1, 2}}}, 2);
     ASSERT_TRUE(p.Compile("y = x + 1;"));

@@ -277,7 +277,6 @@ TEST(AlgebraInterpreter, StackFullStopsTheRun) {
     code.push_back({OpStore, p.Symbol("z")});
     code.push_back({OpStatement, -1});
     code.push_back({OpEnd, 0});
-    p.ws.stack_need = 500;
     SetCode(p, code);
     CapturedReports reports;
     EXPECT_FALSE(p.Run(0, 1, 0));
@@ -312,7 +311,7 @@ TEST(AlgebraInterpreter, StackErrors) {
         {{OpStatement, 0}, {OpLoadConst, 1}, {OpStore, 100000}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpJump, 50}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpCall, 5000}, {OpStatement, -1}, {OpEnd, 0}},
-        {{OpStatement, 0}, {OpLoadConst, 1}, {OpStore, y}, {OpStatement, -1}},
+        {{OpStatement, 0}, {OpLoadConst, 1}, {OpStore, y}},
         {},
     };
     for (size_t i = 0; i < bad.size(); ++i) {
@@ -377,6 +376,72 @@ TEST(AlgebraInterpreter, CalendarFunctionsSeeTheCurrentObservation) {
         EXPECT_EQ(p.Var("k")[t], t + 1) << t;
         EXPECT_EQ(p.Var("s")[t], period == 1 ? 1.0 : 0.0) << t;
     }
+}
+
+}  // namespace
+}  // namespace tessel::testing
+
+namespace tessel::testing {
+namespace {
+
+// Long series cross block boundaries; every statement is checked against a direct computation.
+TEST(AlgebraInterpreterLong, ManyObservationsAgainstDirectFormulas) {
+    const int n = 1000;
+    std::vector<double> x(n), z(n);
+    for (int t = 0; t < n; ++t) {
+        x[t] = (t % 37 == 5) ? M : 1.0 + 0.01 * t;
+        z[t] = (t % 53 == 7) ? M : std::sin(0.1 * t);
+    }
+    Program p({{"x", x}, {"z", z}}, n);
+    ASSERT_TRUE(p.Compile("a = log(x) + 0.5 * z ^ 2;\nb = x[-1] - 2 * x[3] / z;\nc = -(x > 2) + !z * (z != x);\n"
+                          "d = x ^ z - z * x;\ne = x[-1] == MISSING || z >= 0.5 && x <= 4;\nf = 1 / (x - 2);\n"
+                          "g = 0.9 * g[-1] + x;"));
+    CapturedReports reports;
+    ASSERT_TRUE(p.Run(3, n - 2, 0));
+    ASSERT_EQ(reports.Log().size(), 1u);  // 1 / (x - 2) divides by zero once
+    const auto miss = [](double v) { return IsMissing(v); };
+    std::vector<double> a(n, M), b(n, M), c(n, M), d(n, M), e(n, M), f(n, M), g(n, M);
+    for (int t = 3; t <= n - 2; ++t) {
+        const double xt = x[t], zt = z[t], xl = x[t - 1], xf = t + 3 < n ? x[t + 3] : M;
+        a[t] = (miss(xt) || miss(zt)) ? M : std::log(xt) + 0.5 * zt * zt;
+        b[t] = (miss(xl) || miss(xf) || miss(zt)) ? M : xl - 2 * xf / zt;
+        const double gt = miss(xt) ? 0.0 : (xt > 2 ? 1.0 : 0.0);
+        const double nz = miss(zt) ? M : (zt == 0.0 ? 1.0 : 0.0);
+        const double ne = (miss(zt) || miss(xt)) ? ((miss(zt) != miss(xt)) ? 1.0 : 0.0) : (zt != xt ? 1.0 : 0.0);
+        c[t] = miss(nz) ? M : -gt + nz * ne;
+        d[t] = (miss(xt) || miss(zt)) ? M : std::pow(xt, zt) - zt * xt;
+        const bool first = miss(xl);
+        const bool second = (!miss(zt) && zt >= 0.5) && (!miss(xt) && xt <= 4);
+        e[t] = (first || second) ? 1.0 : 0.0;
+        f[t] = miss(xt) ? M : 1.0 / (xt - 2.0);
+    }
+    // g is missing from the start: g[2] is before the sample and never set.
+    ExpectSeries(p.Var("a"), a, "a");
+    ExpectSeries(p.Var("b"), b, "b");
+    ExpectSeries(p.Var("c"), c, "c");
+    ExpectSeries(p.Var("d"), d, "d");
+    ExpectSeries(p.Var("e"), e, "e");
+    ExpectSeries(p.Var("f"), f, "f");
+    ExpectSeries(p.Var("g"), g, "g");
+}
+
+TEST(AlgebraInterpreterLong, StatementsThatReadTheirOwnPastGoObservationByObservation) {
+    const int n = 400;
+    std::vector<double> x(n);
+    for (int t = 0; t < n; ++t) x[t] = 0.5 * t;
+    Program p({{"x", x}}, n);
+    // Through a lag, a date index and a function reading the variable itself.
+    ASSERT_TRUE(p.Compile("y = x; w = x; v = x;"));
+    ASSERT_TRUE(p.Run(0, n - 1));
+    ASSERT_TRUE(p.Compile("y = y[-1] + 1;\nw = w[2(0)] + w;\nv = lag(v, 1) + 1;"));
+    ASSERT_TRUE(p.Run(1, n - 1));
+    std::vector<double> y(x), w(x), v(x);
+    for (int t = 1; t < n; ++t) y[t] = y[t - 1] + 1;
+    for (int t = 1; t < n; ++t) w[t] = w[2] + w[t];
+    for (int t = 1; t < n; ++t) v[t] = v[t - 1] + 1;
+    ExpectSeries(p.Var("y"), y, "y");
+    ExpectSeries(p.Var("w"), w, "w");
+    ExpectSeries(p.Var("v"), v, "v");
 }
 
 }  // namespace
