@@ -12,8 +12,8 @@ double AlgebraKernelBandwidth(const double *y, int m);
 
 // out[t] = sum_s K((t - s) / h) y_s / sum_s K((t - s) / h) over the present y_s, K the standard normal
 // density, h the bandwidth in observations (a non-positive h picks AlgebraKernelBandwidth). Weights
-// beyond 8 h are dropped (below 1.3e-14 of the central weight). Returns false, writing nothing, when
-// no value is present.
+// beyond 8 h are dropped (below 1.3e-14 of the central weight), so a point with no present value
+// within 8 h is missing. Returns false, writing nothing, when no value is present.
 bool AlgebraKernelSmooth(const double *y, int m, double h, double *out);
 
 // Cubic smoothing spline g minimising sum_i (y_i - g(t_i))^2 + lambda * integral g''(t)^2 dt over the

@@ -52,6 +52,15 @@ void BM_KernelSmooth(benchmark::State &state) {
 }
 BENCHMARK(BM_KernelSmooth)->Arg(1000)->Arg(100000);
 
+// The default bandwidth grows like n^0.8, so long series go through the FFT convolution.
+void BM_KernelSmoothDefaultBandwidth(benchmark::State &state) {
+    const int n = static_cast<int>(state.range(0));
+    const std::vector<double> x = Series(n);
+    std::vector<double> out(n);
+    for (auto _ : state) benchmark::DoNotOptimize(tessel::AlgebraKernelSmooth(x.data(), n, 0.0, out.data()));
+}
+BENCHMARK(BM_KernelSmoothDefaultBandwidth)->Arg(1000)->Arg(100000);
+
 void BM_SplineSmooth(benchmark::State &state) {
     const int n = static_cast<int>(state.range(0));
     const std::vector<double> x = Series(n);

@@ -1,4 +1,74 @@
-// FnBinProbitJD: not available yet; every call is rejected.
+// FnBinProbitJD: binary probit log-likelihood with its gradient, expected information, fitted
+// probabilities, contributions and outer product of the gradients, each on request.
+#include <climits>
+#include <cstdint>
+#include <limits>
+
+#include "choice/probit.h"
+#include "host/export_frame.h"
 #include "host/exports.h"
 
-extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+using namespace tessel::host;
+
+namespace {
+
+void SetDouble(VelaValue *v, double x) {
+    VelaFreeByValue(v);
+    v->type = VELA_DOUBLE;
+    v->data.dval = x;
+}
+
+}  // namespace
+
+extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *rtn, VelaValue *pv, int cArg) {
+    if (!RequireArgs(cArg, 4) || !CheckTypeRuns(pv, "3333")) return;
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const int N = pv[1].ival;
+    // Without one column of outcomes and a regressor matrix of N rows there is nothing to compute.
+    if (pv[1].cols != 1 || pv[2].ival != N || pv[2].cols < 1) return SetDouble(rtn, nan);
+    const int k = pv[2].cols;
+    const double *weights = MatrixElements(pv[3]) == N ? MatrixData(pv[3]) : nullptr;
+    const int64_t n = MatrixElements(pv[0]);
+    if (n < k || n > INT_MAX) return VelaLibArgError(0);
+    for (int i = 0; i < N; ++i) {
+        const double c = pv[1].data.mat[i][0];
+        if (!(c > -1.0 && c < 2.0)) return VelaLibArgError(1);  // truncates to 0 or 1
+    }
+
+    SetDouble(rtn, nan);
+    VelaValue *targets[5] = {OptionalRef(pv, cArg, 4), OptionalRef(pv, cArg, 5), OptionalRef(pv, cArg, 6),
+                             OptionalRef(pv, cArg, 7), OptionalRef(pv, cArg, 8)};
+    const int rows[5] = {static_cast<int>(n), static_cast<int>(n), N, N, static_cast<int>(n)};
+    const int cols[5] = {1, static_cast<int>(n), 2, 1, static_cast<int>(n)};
+    VelaValue local[5] = {};
+    auto release = [&] {
+        for (VelaValue &v : local) VelaFreeByValue(&v);
+    };
+    Guarded(
+        [&] {
+            for (int o = 0; o < 5; ++o) {
+                if (targets[o] && !VelaLibValMatMalloc(&local[o], rows[o], cols[o])) return release();
+            }
+            tessel::LikOutputs out;
+            out.grad = targets[0] ? MatrixData(local[0]) : nullptr;
+            out.info = targets[1] ? local[1].data.mat : nullptr;
+            out.prob = targets[2] ? local[2].data.mat : nullptr;
+            out.contrib = targets[3] ? MatrixData(local[3]) : nullptr;
+            out.outer = targets[4] ? local[4].data.mat : nullptr;
+            tessel::ProbitData d;
+            d.N = N;
+            d.y = pv[1].data.mat;
+            d.X = pv[2].data.mat;
+            d.k = k;
+            d.w = weights;
+            double L = nan;
+            tessel::ProbitLik(static_cast<int>(n), MatrixData(pv[0]), &L, out, d);
+            for (int o = 0; o < 5; ++o)
+                if (targets[o]) MoveInto(targets[o], &local[o]);
+            SetDouble(rtn, L);
+        },
+        [&] {
+            release();
+            SetDouble(rtn, nan);
+        });
+}

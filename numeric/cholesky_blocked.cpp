@@ -27,6 +27,7 @@ int MatCholeskyBlocked(MATRIX A, int n) {
     const double *rows_i[kBlock];
     const double *rows_k[kBlock];
     double *diag[kBlock];
+    double inv[kBlock];  // reciprocals of the diagonal block's diagonal
     int rc = 0;
     for (int k0 = 0; k0 < n && rc == 0; k0 += kBlock) {
         const int kb = std::min(kBlock, n - k0);
@@ -42,10 +43,11 @@ int MatCholeskyBlocked(MATRIX A, int n) {
         for (int t = 0; t < kb; ++t) diag[t] = A[k0 + t] + k0;
         for (int i = 0; i < kb && rc == 0; ++i) {
             double *ai = diag[i];
-            for (int j = 0; j < i; ++j) ai[j] = (ai[j] - VecInner(ai, diag[j], j)) / diag[j][j];
+            for (int j = 0; j < i; ++j) ai[j] = (ai[j] - VecInner(ai, diag[j], j)) * inv[j];
             const double pivot = ai[i] - VecInner(ai, ai, i);
             if (!(pivot > tol)) rc = 1;
-            else ai[i] = std::sqrt(pivot);
+            ai[i] = std::sqrt(pivot);
+            inv[i] = 1.0 / ai[i];
         }
         if (rc != 0) break;
         // Copy of the diagonal factor, so the triangular solves read contiguous rows.
@@ -65,7 +67,7 @@ int MatCholeskyBlocked(MATRIX A, int n) {
             }
             for (int r = 0; r < ib; ++r) {
                 double *a = A[i0 + r] + k0;
-                for (int j = 0; j < kb; ++j) a[j] = (a[j] - VecInner(a, Lk[j], j)) / Lk[j][j];
+                for (int j = 0; j < kb; ++j) a[j] = (a[j] - VecInner(a, Lk[j], j)) * inv[j];
             }
         }
     }

@@ -177,31 +177,6 @@ double FFromBeta(double u, double one_minus_u, double df1, double df2) {
 }
 }  // namespace
 
-double FDensity(double x, double df1, double df2);
-double FCdf(double x, double df1, double df2);
-double FUpperTail(double x, double df1, double df2);
-
-namespace {
-// The inverse incomplete beta loses its way for probabilities far below 1e-20 (tails where the root
-// lies beyond about 1e-50 or 1e50); a few Newton steps on log P against log x recover it, since
-// there the log tail is close to linear in log x.
-double PolishFQuantile(double x, double target, bool upper, double df1, double df2) {
-    const double log_target = std::log(target);
-    for (int iter = 0; iter < 60 && x > 0.0 && std::isfinite(x); ++iter) {
-        const double tail = upper ? FUpperTail(x, df1, df2) : FCdf(x, df1, df2);
-        if (!(tail > 0.0)) break;
-        const double gap = log_target - std::log(tail);
-        if (std::fabs(gap) <= 1e-15) break;
-        const double slope = (upper ? -x : x) * FDensity(x, df1, df2) / tail;  // d log P / d log x
-        if (!(std::fabs(slope) > 0.0) || !std::isfinite(slope)) break;
-        double step = gap / slope;
-        step = std::fmax(-50.0, std::fmin(50.0, step));
-        x *= std::exp(step);
-    }
-    return x;
-}
-}  // namespace
-
 double FDensity(double x, double df1, double df2) {
     if (std::isnan(x) || !ValidFDf(df1, df2)) return kNaN;
     if (x < 0.0 || std::isinf(x)) return 0.0;
@@ -227,6 +202,27 @@ double FUpperTail(double x, double df1, double df2) {
     const double v = df1 * x + df2;
     return bm::ibeta(0.5 * df2, 0.5 * df1, df2 / v, DistPolicy());
 }
+
+namespace {
+// The inverse incomplete beta loses its way for probabilities far below 1e-20 (tails where the root
+// lies beyond about 1e-50 or 1e50); a few Newton steps on log P against log x recover it, since
+// there the log tail is close to linear in log x.
+double PolishFQuantile(double x, double target, bool upper, double df1, double df2) {
+    const double log_target = std::log(target);
+    for (int iter = 0; iter < 60 && x > 0.0 && std::isfinite(x); ++iter) {
+        const double tail = upper ? FUpperTail(x, df1, df2) : FCdf(x, df1, df2);
+        if (!(tail > 0.0)) break;
+        const double gap = log_target - std::log(tail);
+        if (std::fabs(gap) <= 1e-15) break;
+        const double slope = (upper ? -x : x) * FDensity(x, df1, df2) / tail;  // d log P / d log x
+        if (!(std::fabs(slope) > 0.0) || !std::isfinite(slope)) break;
+        double step = gap / slope;
+        step = std::fmax(-50.0, std::fmin(50.0, step));
+        x *= std::exp(step);
+    }
+    return x;
+}
+}  // namespace
 
 double FQuantile(double p, double df1, double df2) {
     if (!ValidProbability(p) || !ValidFDf(df1, df2)) return kNaN;

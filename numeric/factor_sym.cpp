@@ -20,7 +20,7 @@ int MatLdl(MATRIX A, double *d, int n) {
             ai[j] = t * d[j];
             pivot -= t * ai[j];
         }
-        if (pivot <= tol) {
+        if (!(pivot > tol)) {  // a NaN pivot fails too
             d[i] = kHugePivotInverse;
             result = 1;
         } else {
@@ -36,17 +36,13 @@ int MatInvSymLdl(MATRIX A, int n, double *logdet) {
         if (logdet) *logdet = 0.0;
         return 0;
     }
-    MATRIX W = MatAllocCached(n, n);
+    // Rows 0..n-1 of W take L^-T, row n the reciprocal pivots.
+    MATRIX W = MatAllocCached(n + 1, n);
     if (!W) return 1;
-    double *dd = new (std::nothrow) double[n];
-    if (!dd) {
-        MatFreeCached(W, n, n);
-        return 1;
-    }
+    double *dd = W[n];
     const int rc = MatLdl(A, dd, n);
     if (rc != 0) {
-        delete[] dd;
-        MatFreeCached(W, n, n);
+        MatFreeCached(W, n + 1, n);
         return rc;
     }
     if (logdet) {
@@ -77,23 +73,53 @@ int MatInvSymLdl(MATRIX A, int n, double *logdet) {
     }
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < i; ++j) A[j][i] = A[i][j];
-    delete[] dd;
-    MatFreeCached(W, n, n);
+    MatFreeCached(W, n + 1, n);
     return 0;
 }
 
-int MatCholesky(MATRIX A, int n) {
-    if (!A) return 1;
+namespace {
+
+// Row-by-row Cholesky; inv holds the reciprocals of the finished diagonal, which take the
+// divisions off the dependency chain of each row.
+int CholeskyRows(MATRIX A, int n, double *inv) {
     const double tol = PivotTolerance;
     for (int i = 0; i < n; ++i) {
         double *ai = A[i];
-        for (int j = 0; j < i; ++j) ai[j] = (ai[j] - VecInner(ai, A[j], j)) / A[j][j];
+        for (int j = 0; j < i; ++j) ai[j] = (ai[j] - VecInner(ai, A[j], j)) * inv[j];
         const double pivot = ai[i] - VecInner(ai, ai, i);
         if (!(pivot > tol)) return 1;
         ai[i] = std::sqrt(pivot);
+        inv[i] = 1.0 / ai[i];
         for (int j = i + 1; j < n; ++j) ai[j] = 0.0;
     }
     return 0;
+}
+
+}  // namespace
+
+int MatCholesky(MATRIX A, int n) {
+    if (!A) return 1;
+    if (n <= 64) {
+        double inv[64];
+        return CholeskyRows(A, n, inv);
+    }
+    double *inv = new (std::nothrow) double[n];
+    if (!inv) {
+        // Without room for the reciprocals, divide.
+        const double tol = PivotTolerance;
+        for (int i = 0; i < n; ++i) {
+            double *ai = A[i];
+            for (int j = 0; j < i; ++j) ai[j] = (ai[j] - VecInner(ai, A[j], j)) / A[j][j];
+            const double pivot = ai[i] - VecInner(ai, ai, i);
+            if (!(pivot > tol)) return 1;
+            ai[i] = std::sqrt(pivot);
+            for (int j = i + 1; j < n; ++j) ai[j] = 0.0;
+        }
+        return 0;
+    }
+    const int rc = CholeskyRows(A, n, inv);
+    delete[] inv;
+    return rc;
 }
 
 }  // namespace tessel

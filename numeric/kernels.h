@@ -35,11 +35,42 @@ double GetPivotTolerance();
 
 // ---- Inner products -----------------------------------------------------------------------
 
-double VecDot(const double *x, const double *y, int n);
-double VecSumSq(const double *x, int n);
+// Four terms at a time in separate sums, then the remainder one by one. Defined here so the
+// factorisations' many short inner products are inlined.
+inline double VecDot(const double *x, const double *y, int n) {
+    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        s0 += x[i] * y[i];
+        s1 += x[i + 1] * y[i + 1];
+        s2 += x[i + 2] * y[i + 2];
+        s3 += x[i + 3] * y[i + 3];
+    }
+    double s = (s0 + s1) + (s2 + s3);
+    for (; i < n; ++i) s += x[i] * y[i];
+    return s;
+}
+
+inline double VecSumSq(const double *x, int n) {
+    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        s0 += x[i] * x[i];
+        s1 += x[i + 1] * x[i + 1];
+        s2 += x[i + 2] * x[i + 2];
+        s3 += x[i + 3] * x[i + 3];
+    }
+    double s = (s0 + s1) + (s2 + s3);
+    for (; i < n; ++i) s += x[i] * x[i];
+    return s;
+}
+
 // 0.0 for n < 1; the sum of squares when x and y are the same array, else the dot product. Every
 // factorisation takes its inner products from here.
-double VecInner(const double *x, const double *y, int n);
+inline double VecInner(const double *x, const double *y, int n) {
+    if (n < 1) return 0.0;
+    return x == y ? VecSumSq(x, n) : VecDot(x, y, n);
+}
 
 // ---- Multiplication -----------------------------------------------------------------------
 
@@ -105,8 +136,9 @@ int MatQrPivot(MATRIX XT, int k, int T, int *perm, double *work);
 
 // Rank of the triangular factor left in R (k x T, R' read row by row as above). Returns -1 with
 // rank 0 when R is zero; otherwise 1 (full rank) or 2 (full rank but ill-conditioned), negated
-// when a diagonal element before the last one falls below the threshold; rank counts the leading
-// diagonal elements above it.
+// when a diagonal element before the last one falls below the threshold (a failure of the last
+// one alone leaves the result positive with rank k - 1); rank counts the leading diagonal
+// elements above it.
 int MatRankR(CMATRIX R, int k, int T, int *rank);
 
 // Scratch length for OlsQr's work argument.

@@ -29,6 +29,9 @@ private:
     MatCache *cache_;
 };
 
+// A caller-supplied record may claim more slots than it has room for.
+int SlotCount(const MatCache &cache) { return std::clamp(cache.slots, 0, kMatCacheMaxSlots); }
+
 bool Admissible(const MatCache &cache, int r, int c) {
     return cache.slots > 0 && r >= 1 && r < 1024 && c >= 0 && c < 1024 &&
            static_cast<int64_t>(r) * c < cache.size_limit;
@@ -74,7 +77,8 @@ MATRIX MatAllocCached(int r, int c) {
         CacheScope scope;
         MatCache &cache = *scope;
         if (Admissible(cache, r, c)) {
-            for (int i = 0; i < cache.slots; ++i) {
+            const int slots = SlotCount(cache);
+            for (int i = 0; i < slots; ++i) {
                 if (cache.rows[i] == r && cache.cols[i] == c && cache.mat[i]) {
                     MATRIX m = cache.mat[i];
                     cache.mat[i] = nullptr;
@@ -98,11 +102,12 @@ void MatFreeCached(MATRIX m, int r, int c) {
         MatFree(m);
         return;
     }
+    const int slots = SlotCount(cache);
     int slot = -1;
-    if (cache.last_hit >= 0 && cache.last_hit < cache.slots) slot = cache.last_hit;
+    if (cache.last_hit >= 0 && cache.last_hit < slots) slot = cache.last_hit;
     cache.last_hit = -1;
     if (slot < 0) {
-        for (int i = 0; i < cache.slots; ++i) {
+        for (int i = 0; i < slots; ++i) {
             if (cache.rows[i] == 0 && cache.cols[i] == 0) {
                 slot = i;
                 break;
@@ -113,7 +118,7 @@ void MatFreeCached(MATRIX m, int r, int c) {
         // Running minimum from 0, taking a slot at or below it: the last slot stamped 0, else slot 0.
         uint32_t lowest = 0;
         slot = 0;
-        for (int i = 0; i < cache.slots; ++i) {
+        for (int i = 0; i < slots; ++i) {
             if (cache.stamp[i] <= lowest) {
                 lowest = cache.stamp[i];
                 slot = i;

@@ -34,9 +34,11 @@ int OlsQr(MATRIX XT, int k, int T, CMATRIX YT, int n, MATRIX B, MATRIX XtXinv, M
         if (!own) return 0;
         work = own.get();
     }
-    std::unique_ptr<int[]> perm(new (std::nothrow) int[k]);
+    int small_perm[64];
+    std::unique_ptr<int[]> big_perm(k > 64 ? new (std::nothrow) int[k] : nullptr);
+    int *perm = k > 64 ? big_perm.get() : small_perm;
     if (!perm) return 0;
-    if (!HookQrPivot(XT, k, T, perm.get(), work)) return 0;
+    if (!HookQrPivot(XT, k, T, perm, work)) return 0;
     int rank = 0;
     const int result = MatRankR(XT, k, T, &rank);
     const double *qraux = work;

@@ -153,6 +153,19 @@ inline uint32_t MwcStep(RanState *s) {
     return static_cast<uint32_t>(t);
 }
 
+// Two steps with the index and carry held in registers (a store into the lag table could
+// otherwise alias them and force reloads).
+inline void MwcTwoSteps(RanState *s, uint32_t *a, uint32_t *b) {
+    uint32_t i = (s->mwc_index + 1u) & 255u;
+    uint64_t t = 809430660ull * s->mwc_lag[i] + s->mwc_carry;
+    s->mwc_lag[i] = *a = static_cast<uint32_t>(t);
+    i = (i + 1u) & 255u;
+    t = 809430660ull * s->mwc_lag[i] + (t >> 32);
+    s->mwc_lag[i] = *b = static_cast<uint32_t>(t);
+    s->mwc_index = i;
+    s->mwc_carry = static_cast<uint32_t>(t >> 32);
+}
+
 constexpr double kTwoM32 = 1.0 / 4294967296.0;
 constexpr double kTwoM52 = kTwoM32 / 1048576.0;
 constexpr double kHalfM33 = 0.5 + kTwoM32 / 2.0;
@@ -166,32 +179,54 @@ inline double Mwc52FromWords(uint32_t a, uint32_t b) {
 uint32_t MwcInteger(RanState *s) { return MwcStep(s); }
 double Mwc32Uniform(RanState *s) { return Mwc32FromWord(MwcStep(s)); }
 double Mwc52Uniform(RanState *s) {
-    const uint32_t a = MwcStep(s);
-    const uint32_t b = MwcStep(s);
+    uint32_t a, b;
+    MwcTwoSteps(s, &a, &b);
     return Mwc52FromWords(a, b);
 }
 
 // Ziggurat normals. The 52-bit draw leaves bits 20..26 of its second word unused; they pick the
-// layer, so each normal costs two steps of the recurrence instead of three.
-double Mwc52Normal(RanState *s) {
+// layer, so each normal costs two steps of the recurrence instead of three. The rare slow path
+// (wedges, tail, rejection) sits out of line so the common path needs no stack frame.
+inline void Mwc52Signed(RanState *s, double *u, uint32_t *layer) {
+    uint32_t a, b;
+    MwcTwoSteps(s, &a, &b);
+    // 2 U - 1 for the 52-bit uniform U of these words, built exactly from one 52-bit integer.
+    const int64_t v = static_cast<int64_t>(static_cast<int32_t>(a)) * 1048576 + (b & 0xFFFFFu);
+    *u = static_cast<double>(v) * (2.0 * kTwoM52) + kTwoM52;
+    *layer = (b >> 20) & 127u;
+}
+
+inline void Mwc32Signed(RanState *s, double *u, uint32_t *layer) {
+    uint32_t a, b;
+    MwcTwoSteps(s, &a, &b);
+    *u = 2.0 * Mwc32FromWord(a) - 1.0;
+    *layer = b & 127u;
+}
+
+template <void (*Signed)(RanState *, double *, uint32_t *), double (*Uniform)(RanState *)>
+[[gnu::noinline]] double ZigSlow(RanState *s, double u, uint32_t layer) {
     for (;;) {
-        const uint32_t a = MwcStep(s);
-        const uint32_t b = MwcStep(s);
-        const double u = 2.0 * Mwc52FromWords(a, b) - 1.0;
         double x;
-        if (ZigTryLayer(u, (b >> 20) & 127u, &x)) return x;
-        if (ZigSlowPath(u, (b >> 20) & 127u, s, Mwc52Uniform, &x)) return x;
+        if (ZigSlowPath(u, layer, s, Uniform, &x)) return x;
+        Signed(s, &u, &layer);
+        if (ZigTryLayer(u, layer, &x)) return x;
     }
 }
 
+double Mwc52Normal(RanState *s) {
+    double u, x;
+    uint32_t layer;
+    Mwc52Signed(s, &u, &layer);
+    if (ZigTryLayer(u, layer, &x)) return x;
+    return ZigSlow<Mwc52Signed, Mwc52Uniform>(s, u, layer);
+}
+
 double Mwc32Normal(RanState *s) {
-    for (;;) {
-        const double u = 2.0 * Mwc32FromWord(MwcStep(s)) - 1.0;
-        const uint32_t layer = MwcStep(s) & 127u;
-        double x;
-        if (ZigTryLayer(u, layer, &x)) return x;
-        if (ZigSlowPath(u, layer, s, Mwc32Uniform, &x)) return x;
-    }
+    double u, x;
+    uint32_t layer;
+    Mwc32Signed(s, &u, &layer);
+    if (ZigTryLayer(u, layer, &x)) return x;
+    return ZigSlow<Mwc32Signed, Mwc32Uniform>(s, u, layer);
 }
 
 // Fills the lag table from the linear congruential recurrence, skipping zero words; key words,

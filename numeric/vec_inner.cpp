@@ -1,40 +1,7 @@
-// Inner products, four terms at a time with a remainder loop.
+// Cross-products of rows and quadratic forms on the lower triangle.
 #include "numeric/kernels.h"
 
 namespace tessel {
-
-double VecDot(const double *x, const double *y, int n) {
-    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
-    int i = 0;
-    for (; i + 4 <= n; i += 4) {
-        s0 += x[i] * y[i];
-        s1 += x[i + 1] * y[i + 1];
-        s2 += x[i + 2] * y[i + 2];
-        s3 += x[i + 3] * y[i + 3];
-    }
-    double s = (s0 + s1) + (s2 + s3);
-    for (; i < n; ++i) s += x[i] * y[i];
-    return s;
-}
-
-double VecSumSq(const double *x, int n) {
-    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
-    int i = 0;
-    for (; i + 4 <= n; i += 4) {
-        s0 += x[i] * x[i];
-        s1 += x[i + 1] * x[i + 1];
-        s2 += x[i + 2] * x[i + 2];
-        s3 += x[i + 3] * x[i + 3];
-    }
-    double s = (s0 + s1) + (s2 + s3);
-    for (; i < n; ++i) s += x[i] * x[i];
-    return s;
-}
-
-double VecInner(const double *x, const double *y, int n) {
-    if (n < 1) return 0.0;
-    return x == y ? VecSumSq(x, n) : VecDot(x, y, n);
-}
 
 void MatCrossRows(CMATRIX A, int n, int from, int to, MATRIX Out) {
     if (!A || !Out || n < 1) return;

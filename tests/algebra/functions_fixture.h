@@ -31,7 +31,11 @@ protected:
         ws_.t1 = 0;
         ws_.t2 = nobs - 1;
         // Symbol 0 is a function, as in a compiled program, so variable symbols start at 1.
-        ws_.symbols.push_back(AlgebraSymbol{"abs", kAlgebraSymFunction, 0, nullptr});
+        AlgebraSymbol fn;
+        fn.name = "abs";
+        fn.flags = kAlgebraSymFunction;
+        fn.var = 0;
+        ws_.symbols.push_back(fn);
         ws_.nsym = 1;
     }
 
@@ -45,7 +49,11 @@ protected:
         EXPECT_GE(v, 0);
         AlgebraDbSetName(db_, v, name.c_str());
         for (size_t i = 0; i < values.size() && static_cast<int>(i) < db_->nobs; ++i) db_->data[v][i] = values[i];
-        ws_.symbols.push_back(AlgebraSymbol{name, kAlgebraSymVariable, v, db_->data[v]});
+        AlgebraSymbol sym;
+        sym.name = name;
+        sym.flags = kAlgebraSymVariable;
+        sym.var = v;
+        ws_.symbols.push_back(sym);
         ws_.nsym = static_cast<int32_t>(ws_.symbols.size());
         RefreshColumns();
         return ws_.nsym - 1;

@@ -103,26 +103,39 @@ double NaturalSplineAt(const std::vector<double> &x, const std::vector<double> &
            (g[i + 1] / h - M[i + 1] * h / 6) * c;
 }
 
+// Weighted mean at t of the present values within 8 h (rounded up); missing when there are none.
+double KernelAt(const std::vector<double> &y, int t, double h) {
+    double num = 0.0, den = 0.0;
+    for (int s = 0; s < static_cast<int>(y.size()); ++s)
+        if (!IsMissing(y[s]) && std::abs(t - s) <= std::ceil(8.0 * h)) {
+            const double w = std::exp(-0.5 * (t - s) * (t - s) / (h * h));
+            num += w * y[s];
+            den += w;
+        }
+    return den > 0.0 ? num / den : kMissing;
+}
+
 TEST(AlgebraKernelSmoother, EqualsTheWeightedMeanOfPresentValues) {
-    const int m = 40;
-    std::vector<double> y = Noisy(m, 1);
-    y[0] = y[1] = y[13] = y[14] = y[15] = y[39] = kMissing;
-    for (double h : {0.3, 2.5, 30.0}) {
-        std::vector<double> out(m, 99.0);
-        ASSERT_TRUE(AlgebraKernelSmooth(y.data(), m, h, out.data()));
-        for (int t = 0; t < m; ++t) {
-            if (t < 2 || t > 38) {
-                EXPECT_TRUE(IsMissing(out[t])) << t;  // outside the present range
-                continue;
+    struct Case {
+        int m;
+        double h;
+    };
+    // Narrow windows are summed directly, wide ones by FFT; the last case has a gap wider than 16 h.
+    for (const Case c : {Case{40, 0.3}, Case{40, 2.5}, Case{40, 30.0}, Case{300, 12.0}, Case{300, 150.0},
+                         Case{400, 9.0}}) {
+        std::vector<double> y = Noisy(c.m, 1);
+        for (int t : {0, 1, 13, 14, 15, c.m - 1}) y[t] = kMissing;
+        if (c.m == 400)
+            for (int t = 30; t < 370; ++t) y[t] = kMissing;
+        std::vector<double> out(c.m, 99.0);
+        ASSERT_TRUE(AlgebraKernelSmooth(y.data(), c.m, c.h, out.data()));
+        for (int t = 0; t < c.m; ++t) {
+            const double want = (t < 2 || t > c.m - 2) ? kMissing : KernelAt(y, t, c.h);
+            if (IsMissing(want)) {
+                EXPECT_TRUE(IsMissing(out[t])) << "h=" << c.h << " t=" << t;
+            } else {
+                EXPECT_NEAR(out[t], want, 1e-11) << "h=" << c.h << " t=" << t;
             }
-            double num = 0.0, den = 0.0;
-            for (int s = 0; s < m; ++s)
-                if (!IsMissing(y[s])) {
-                    const double w = std::exp(-0.5 * (t - s) * (t - s) / (h * h));
-                    num += w * y[s];
-                    den += w;
-                }
-            EXPECT_NEAR(out[t], num / den, 1e-12) << "h=" << h << " t=" << t;
         }
     }
 }
