@@ -125,15 +125,6 @@ TEST_F(AlgebraBridgeTest, NamesAreCutAndLookedUpExactly) {
     EXPECT_EQ(AlgebraBridgeFindVariable(nullptr), -1);
 }
 
-TEST_F(AlgebraBridgeTest, DuplicateHostNamesAreKeptAndTheLaterOneWinsInCode) {
-    BridgeCall call;
-    call.names = {"x", "x"};
-    ASSERT_EQ(call.Init("f = x;", false), "");
-    ASSERT_EQ(AlgebraBridgeRun(nullptr, 0, 0, 5), "");
-    EXPECT_EQ(Column("f")[2], 6.0);
-    EXPECT_EQ(AlgebraBridgeFindVariable("x"), 0);
-}
-
 TEST_F(AlgebraBridgeTest, DatedDatabase) {
     BridgeCall call;
     // Day numbers in the first column: 1 January 2000 is day 2451545, a Saturday.
