@@ -103,32 +103,14 @@ TEST(AlgebraCompiler, ConditionalAssignmentListings) {
     ASSERT_TRUE(p.Compile("y = x > 0 ? 1;"));
     const int x = p.Symbol("x"), y = p.Symbol("y");
     // Without an else branch the target keeps its own value.
-    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0},
-                              {OpLoadVar, x},
-                              {OpLoadConst, 0},
-                              {OpOperator, '>'},
-                              {OpJumpFalse, 7},
-                              {OpLoadConst, 1},
-                              {OpJump, 8},
-                              {OpLoadVar, y},
-                              {OpStore, y},
-                              {OpStatement, -1},
-                              {OpEnd, 0}}));
+    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadVar, x}, {OpLoadConst, 0}, {OpOperator, '>'}, {OpJumpFalse, 7},
+                          {OpLoadConst, 1}, {OpJump, 8}, {OpLoadVar, y}, {OpStore, y}, {OpStatement, -1}, {OpEnd, 0}}));
 
     Program q({{"a", {}}, {"b", {}}, {"c", {}}});
     ASSERT_TRUE(q.Compile("z = a ? b : c + 1;"));
     const int b = q.Symbol("b"), c = q.Symbol("c"), z = q.Symbol("z");
-    EXPECT_EQ(q.Code(), (Code{{OpStatement, 0},
-                              {OpLoadVar, q.Symbol("a")},
-                              {OpJumpFalse, 5},
-                              {OpLoadVar, b},
-                              {OpJump, 8},
-                              {OpLoadVar, c},
-                              {OpLoadConst, 1},
-                              {OpOperator, '+'},
-                              {OpStore, z},
-                              {OpStatement, -1},
-                              {OpEnd, 0}}));
+    EXPECT_EQ(q.Code(), (Code{{OpStatement, 0}, {OpLoadVar, q.Symbol("a")}, {OpJumpFalse, 5}, {OpLoadVar, b}, {OpJump, 8},
+                          {OpLoadVar, c}, {OpLoadConst, 1}, {OpOperator, '+'}, {OpStore, z}, {OpStatement, -1}, {OpEnd, 0}}));
 
     Program r({{"a", {}}, {"b", {}}, {"c", {}}});
     EXPECT_EQ(CompileError(r, "z = (a ? b : c);"), "Parse error: ) Missing on line 1");
@@ -138,26 +120,11 @@ TEST(AlgebraCompiler, IndexedLoadsAndStores) {
     Program p({{"x", {}}, {"y", {}}});
     ASSERT_TRUE(p.Compile("y = x[-1] + x[1990(2)];\ny[2] = 5;\ny[2000(1)] = x;"));
     const int x = p.Symbol("x"), y = p.Symbol("y");
-    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0},
-                              {OpLoadConst, 1},
-                              {OpOperator, 'U'},
-                              {OpLoadLag, x},
-                              {OpLoadConst, p.Code()[4].arg},
-                              {OpLoadConst, 2},
-                              {OpLoadDate, x},
-                              {OpOperator, '+'},
-                              {OpStore, y},
-                              {OpStatement, 0},
-                              {OpLoadConst, 2},
-                              {OpLoadConst, 5},
-                              {OpStoreLag, y},
-                              {OpStatement, 0},
-                              {OpLoadConst, p.Code()[14].arg},
-                              {OpLoadConst, 1},
-                              {OpLoadVar, x},
-                              {OpStoreDate, y},
-                              {OpStatement, -1},
-                              {OpEnd, 0}}));
+    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadConst, 1}, {OpOperator, 'U'}, {OpLoadLag, x},
+                          {OpLoadConst, p.Code()[4].arg}, {OpLoadConst, 2}, {OpLoadDate, x}, {OpOperator, '+'}, {OpStore, y},
+                          {OpStatement, 0}, {OpLoadConst, 2}, {OpLoadConst, 5}, {OpStoreLag, y}, {OpStatement, 0},
+                          {OpLoadConst, p.Code()[14].arg}, {OpLoadConst, 1}, {OpLoadVar, x}, {OpStoreDate, y},
+                          {OpStatement, -1}, {OpEnd, 0}}));
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.Code()[4].arg)], 1990.0);
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.Code()[14].arg)], 2000.0);
 }
@@ -166,13 +133,8 @@ TEST(AlgebraCompiler, ExpressionStatementDiscardsItsValue) {
     Program p({{"x", {}}});
     ASSERT_TRUE(p.Compile("x == 1;"));
     const int x = p.Symbol("x");
-    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0},
-                              {OpLoadVar, x},
-                              {OpLoadConst, 1},
-                              {OpOperator, 'E'},
-                              {OpDiscard, -1},
-                              {OpStatement, -1},
-                              {OpEnd, 0}}));
+    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadVar, x}, {OpLoadConst, 1}, {OpOperator, 'E'}, {OpDiscard, -1},
+                          {OpStatement, -1}, {OpEnd, 0}}));
 }
 
 TEST(AlgebraCompiler, FunctionCallsPassVariablesAsSymbolIndices) {
