@@ -319,7 +319,8 @@ TEST(AlgebraInterpreter, StackErrors) {
     Program p({{"x", {1, 2}}}, 2);
     ASSERT_TRUE(p.Compile("y = x;"));
     const int y = p.Symbol("y");
-    // Underflow, a value left at an unknown instruction, and code naming things that do not exist.
+    // Underflow, a value left at an unknown instruction, code naming things that do not exist, jumps
+    // backwards or out of their statement, code running off its end.
     const std::vector<std::vector<AlgebraInstr>> bad = {
         {{OpStatement, 0}, {OpDiscard, -1}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpOperator, '+'}, {OpStatement, -1}, {OpEnd, 0}},
@@ -330,6 +331,8 @@ TEST(AlgebraInterpreter, StackErrors) {
         {{OpStatement, 0}, {OpLoadConst, 100000}, {OpStore, y}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpLoadConst, 1}, {OpStore, 100000}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpJump, 50}, {OpStatement, -1}, {OpEnd, 0}},
+        {{OpStatement, 0}, {OpLoadConst, 0}, {OpJumpFalse, 1}, {OpStatement, -1}, {OpEnd, 0}},
+        {{OpStatement, 0}, {OpJump, 3}, {OpStatement, 0}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpCall, 5000}, {OpStatement, -1}, {OpEnd, 0}},
         {{OpStatement, 0}, {OpLoadConst, 1}, {OpStore, y}},
         {},
