@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <vector>
 
@@ -251,11 +252,13 @@ int AlgebraRun(AlgebraWorkspace *ws, int t1, int t2, int nobs, int quiet) {
         // One allocation holds the value stack and, after it, the columns for block evaluation.
         const size_t size = static_cast<size_t>(std::max(kAlgebraStackSize, deepest + 1));
         const size_t block = static_cast<size_t>(kAlgebraBlockDepth) * kAlgebraBlock;
-        double *stack = static_cast<double *>(std::calloc(size + block, sizeof(double)));
+        double *stack = static_cast<double *>(std::malloc((size + block) * sizeof(double)));
         if (!stack) {
             AlgebraError("Out of memory");
             return 0;
         }
+        // Only the value stack can be read before it is written (after a positive discard).
+        std::memset(stack, 0, size * sizeof(double));
         if (Execute(ws, code.data(), stack, stack + size) != 0) ws->flags |= kAlgebraFlagStackError;
         std::free(stack);
     }
