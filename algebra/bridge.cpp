@@ -31,7 +31,7 @@ void AlgebraBridgeExit() {
 
 namespace {
 
-// Steps 3 to 10 of starting up; throws std::bad_alloc when memory runs out on the way.
+// Builds the state, loads the data and compiles; throws std::bad_alloc when memory runs out.
 std::string Init(const AlgebraBridgeSetup &in, std::vector<double> *start_values, std::vector<double> *numbers) {
     AlgebraBridgeState &b = AlgebraBridge();
 
@@ -60,7 +60,12 @@ std::string Init(const AlgebraBridgeSetup &in, std::vector<double> *start_values
     AlgebraTokens tokens{nullptr, 0};
     if (!AlgebraScan(&tokens, in.code ? in.code : "", nullptr, ws->error_text, sizeof ws->error_text))
         return ws->error_text;
-    ws->tokens.assign(tokens.data, tokens.data + tokens.size);
+    try {
+        ws->tokens.assign(tokens.data, tokens.data + tokens.size);
+    } catch (const std::bad_alloc &) {
+        AlgebraTokensFree(&tokens);
+        throw;
+    }
     AlgebraTokensFree(&tokens);
 
     AlgebraInitFunctions();
