@@ -1,6 +1,7 @@
 // Position of the current observation in the sample and in the calendar. A dated database holds a day
 // number plus a fraction of a day per observation in its first variable; an undated one only has the
 // year and period of its sample.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -142,7 +143,9 @@ double AlgebraFnIsDayOfMonth(AlgebraWorkspace *ws, const double *a) {
     int32_t n;
     int y, m, d;
     if (!ObsYmd(ws, &n, &y, &m, &d)) return 0.0;
-    const int32_t k = CalNthWeekday(y, AlgebraTrunc(a[0]), AlgebraTrunc(a[1]), AlgebraTrunc(a[2]));
+    // Weekdays far outside 1..7 mean nothing; bounding them keeps the weekday arithmetic in range.
+    const int32_t w = std::clamp(AlgebraTrunc(a[1]), -(1 << 30), 1 << 30);
+    const int32_t k = CalNthWeekday(y, AlgebraTrunc(a[0]), w, AlgebraTrunc(a[2]));
     return k != 0 && k == n ? 1.0 : 0.0;
 }
 

@@ -1,11 +1,23 @@
 // Random draws of the Algebra language from the process-wide generator. Degrees of freedom that are
 // not positive set a flag and give missing without drawing.
+#include <cmath>
 #include <cstdint>
 
 #include "algebra/functions.h"
 #include "numeric/random.h"
 
 namespace tessel {
+
+namespace {
+
+// Above this many degrees of freedom the gamma sampler's acceptance test can no longer be met in
+// double precision, so the chi-squared draw is taken from its normal limit df + sqrt(2 df) z, whose
+// error there is far below the draw's own resolution.
+constexpr double kHugeDf = 1e17;
+
+double ChiDraw(double df) { return df > kHugeDf ? df + std::sqrt(2.0 * df) * RanNormal() : RanChi(df); }
+
+}  // namespace
 
 double AlgebraFnRanU(AlgebraWorkspace *, const double *) { return RanUniform(); }
 double AlgebraFnRanN(AlgebraWorkspace *, const double *) { return RanNormal(); }
@@ -15,7 +27,7 @@ double AlgebraFnRanChi(AlgebraWorkspace *ws, const double *a) {
         ws->flags |= kAlgebraFlagNonPositiveDf;
         return kMissing;
     }
-    return RanChi(a[0]);
+    return ChiDraw(a[0]);
 }
 
 double AlgebraFnRanF(AlgebraWorkspace *ws, const double *a) {
@@ -23,7 +35,10 @@ double AlgebraFnRanF(AlgebraWorkspace *ws, const double *a) {
         ws->flags |= kAlgebraFlagNonPositiveDf;
         return kMissing;
     }
-    return RanF(a[0], a[1]);
+    if (a[0] <= kHugeDf && a[1] <= kHugeDf) return RanF(a[0], a[1]);
+    const double x = ChiDraw(a[0]);
+    const double y = ChiDraw(a[1]);
+    return (x / a[0]) / (y / a[1]);  // ratios first: the products can overflow
 }
 
 double AlgebraFnRanT(AlgebraWorkspace *ws, const double *a) {

@@ -84,5 +84,23 @@ TEST_F(AlgebraCalendarFunctions, DatedDatabaseReadsTheDateColumn) {
         EXPECT_EQ(Call(AlgebraFnDummyDates, {d0 + 1, d0 + 3.5}, t), (t >= 1 && t <= 3) ? 1.0 : 0.0);
 }
 
+// Extreme arguments must stay within defined arithmetic (the sanitizer build checks it).
+TEST_F(AlgebraCalendarFunctions, ExtremeArgumentsAreHarmless) {
+    MakeDatabase(3);
+    AddVar("dates", {2451545, 2451546, 1e300});
+    AlgebraDbSetDates(db_, 1);
+    for (double v : {2147483647.0, -2147483648.0, 1e300, -1e300, 0.0, 13.0}) {
+        EXPECT_EQ(Call(AlgebraFnIsDayOfMonth, {v, v, 1}, 1), 0.0);
+        EXPECT_EQ(Call(AlgebraFnIsDayOfMonth, {1, 1, v}, 1), 0.0);
+        EXPECT_EQ(Call(AlgebraFnIsEaster, {v}, 1), 0.0);
+        Call(AlgebraFnMakeDate, {v, v, v}, 1);
+        Call(AlgebraFnMakeTime, {v, v, v}, 1);
+        Call(AlgebraFnDummy, {v, v, v, v}, 1);
+        Call(AlgebraFnDummyDates, {v, v}, 1);
+    }
+    for (AlgebraFunctionHandler h : {AlgebraFnDay, AlgebraFnYear, AlgebraFnHours, AlgebraFnDayOfWeek})
+        EXPECT_TRUE(IsMissing(Call(h, {}, 2)));  // a date beyond any day number
+}
+
 }  // namespace
 }  // namespace tessel

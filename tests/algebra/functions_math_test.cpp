@@ -176,5 +176,21 @@ TEST_F(AlgebraMathFunctions, DerivedDrawsHaveTheirMeans) {
     EXPECT_NEAR(t2 / n, 1.5, 0.06);
 }
 
+TEST_F(AlgebraMathFunctions, HugeDegreesOfFreedomTakeTheLimitInsteadOfHanging) {
+    F(AlgebraFnRanSeed, {7});
+    const double chi = F(AlgebraFnRanChi, {1e300});
+    EXPECT_NEAR(chi / 1e300, 1.0, 1e-9);
+    EXPECT_NEAR(F(AlgebraFnRanF, {1e300, 1e300}), 1.0, 1e-9);
+    EXPECT_GT(F(AlgebraFnRanF, {1e300, 4}), 0.0);
+    // The limits join the exact quantiles continuously across the switch.
+    for (double p : {0.05, 0.3, 0.9}) {
+        EXPECT_NEAR(F(AlgebraFnQuanF, {p, 1e30, 6}), F(AlgebraFnQuanF, {p, 1e17, 6}), 1e-6);
+        EXPECT_NEAR(F(AlgebraFnQuanF, {p, 6, 1e30}), F(AlgebraFnQuanF, {p, 6, 1e17}), 1e-6);
+        EXPECT_EQ(F(AlgebraFnQuanF, {p, 1e300, 1e300}), 1.0);
+    }
+    EXPECT_TRUE(IsMissing(F(AlgebraFnQuanF, {1.5, 1e300, 1e300})));
+    EXPECT_EQ(ws_.flags, 0u);
+}
+
 }  // namespace
 }  // namespace tessel

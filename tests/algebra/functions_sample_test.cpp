@@ -195,5 +195,34 @@ TEST_F(AlgebraSampleFunctions, SortAllByReordersEveryVariable) {
     EXPECT_TRUE(Modified(x_) && Modified(tag) && Modified(d_));
 }
 
+// Samples and observations reaching outside the column: every handler stays inside it (the sanitizer
+// build checks the memory) and answers missing where there is nothing to read.
+TEST_F(AlgebraSampleFunctions, SamplesBeyondTheColumnAreHarmless) {
+    const std::vector<AlgebraFunctionHandler> one = {AlgebraFnSort, AlgebraFnCum, AlgebraFnPeak, AlgebraFnDlog,
+                                                     AlgebraFnMean, AlgebraFnSortAllBy};
+    for (int t1 : {-5, 0, 19, 40})
+        for (int t2 : {-3, 10, 19, 50}) {
+            ws_.t1 = t1;
+            ws_.t2 = t2;
+            for (int t : {-2, 0, 5, 19, 35}) {
+                const bool outside = t < 0 || t >= 20;
+                for (AlgebraFunctionHandler h : one) {
+                    const double r = Call(h, {x_}, t);
+                    if (outside && h != AlgebraFnMean) {
+                        EXPECT_TRUE(IsMissing(r));
+                    }
+                }
+                EXPECT_TRUE(!outside || IsMissing(Call(AlgebraFnAcf, {x_, d_, e_}, t)));
+                Call(AlgebraFnSmoothSp, {x_, 5, d_}, t);
+                Call(AlgebraFnSmoothNp, {x_, 5, d_}, t);
+                Call(AlgebraFnSmoothHp, {x_, 5, d_}, t);
+                Call(AlgebraFnEwma, {x_, 0.5, 0.5, d_}, t);
+                Call(AlgebraFnSortBy, {x_, d_}, t);
+                Call(AlgebraFnMovingAvg, {x_, 2, 2}, t);
+                Call(AlgebraFnStockV, {x_, x_, 1}, t);
+            }
+        }
+}
+
 }  // namespace
 }  // namespace tessel
