@@ -66,6 +66,7 @@ TEST(AlgebraCompiler, ConstantSlots) {
 
 TEST(AlgebraCompiler, PrecedenceAndAssociativity) {
     // Functions come first in the symbol table, then the database's variables in order.
+    AlgebraInitFunctions();
     const int a = AlgebraFunctionCount(), b = a + 1, c = a + 2;
     struct Case {
         const char *code;
