@@ -115,12 +115,12 @@ int32_t CalNthWeekday(int y, int m, int w, int nth) {
     const int64_t f = CalDayNumber(y, m, 1);
     const int64_t e = m >= 12 ? CalDayNumber(y < INT32_MAX ? y + 1 : y, 1, 1) : CalDayNumber(y, m + 1, 1);
     if (nth >= 1) {
-        int64_t o = w - 1 - ((f + 1) % 7);
+        int64_t o = int64_t{w} - 1 - ((f + 1) % 7);
         if (o < 0) o += 7;
         const int64_t r = f + o + 7 * (nth - 1);
         return r > e - 1 ? 0 : Wrap32(r);
     }
-    int64_t o = w - 1 - (e % 7);
+    int64_t o = int64_t{w} - 1 - (e % 7);
     if (o > 0) o -= 7;
     const int64_t r = e - 1 + o + 7 * (nth + 1);
     return r < f ? 0 : Wrap32(r);

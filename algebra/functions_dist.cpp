@@ -53,19 +53,8 @@ double AlgebraFnTailChi(AlgebraWorkspace *ws, const double *a) {
 double AlgebraFnDensF(AlgebraWorkspace *ws, const double *a) {
     return BadDf2(ws, a[1], a[2]) ? kMissing : FDensity(a[0], a[1], a[2]);
 }
-// Beyond this many degrees of freedom the F quantile is taken at its limit (the chi-squared quantile
-// over its degrees of freedom, or 1), which differs from the exact value by about 1e-9 there; the
-// root search for the exact value stops converging in reasonable time further out.
-constexpr double kHugeDf = 1e18;
-
 double AlgebraFnQuanF(AlgebraWorkspace *ws, const double *a) {
-    if (BadDf2(ws, a[1], a[2])) return kMissing;
-    const double p = a[0], df1 = a[1], df2 = a[2];
-    if (df1 <= kHugeDf && df2 <= kHugeDf) return FQuantile(p, df1, df2);
-    if (df1 > kHugeDf && df2 > kHugeDf) return p >= 0.0 && p <= 1.0 ? 1.0 : kMissing;
-    if (df2 > kHugeDf) return ChiSquaredQuantile(p, df1) / df1;
-    // F = 1 / (chi2 / df2) in the limit of df1: P(F <= x) = P(chi2 >= df2 / x).
-    return df2 / ChiSquaredUpperQuantile(p, df2);
+    return BadDf2(ws, a[1], a[2]) ? kMissing : FQuantile(a[0], a[1], a[2]);
 }
 double AlgebraFnTailF(AlgebraWorkspace *ws, const double *a) {
     return BadDf2(ws, a[1], a[2]) ? kMissing : FUpperTail(a[0], a[1], a[2]);

@@ -8,17 +8,6 @@
 
 namespace tessel {
 
-namespace {
-
-// Above this many degrees of freedom the gamma sampler's acceptance test can no longer be met in
-// double precision, so the chi-squared draw is taken from its normal limit df + sqrt(2 df) z, whose
-// error there is far below the draw's own resolution.
-constexpr double kHugeDf = 1e17;
-
-double ChiDraw(double df) { return df > kHugeDf ? df + std::sqrt(2.0 * df) * RanNormal() : RanChi(df); }
-
-}  // namespace
-
 double AlgebraFnRanU(AlgebraWorkspace *, const double *) { return RanUniform(); }
 double AlgebraFnRanN(AlgebraWorkspace *, const double *) { return RanNormal(); }
 
@@ -27,7 +16,7 @@ double AlgebraFnRanChi(AlgebraWorkspace *ws, const double *a) {
         ws->flags |= kAlgebraFlagNonPositiveDf;
         return kMissing;
     }
-    return ChiDraw(a[0]);
+    return RanChi(a[0]);
 }
 
 double AlgebraFnRanF(AlgebraWorkspace *ws, const double *a) {
@@ -35,10 +24,7 @@ double AlgebraFnRanF(AlgebraWorkspace *ws, const double *a) {
         ws->flags |= kAlgebraFlagNonPositiveDf;
         return kMissing;
     }
-    if (a[0] <= kHugeDf && a[1] <= kHugeDf) return RanF(a[0], a[1]);
-    const double x = ChiDraw(a[0]);
-    const double y = ChiDraw(a[1]);
-    return (x / a[0]) / (y / a[1]);  // ratios first: the products can overflow
+    return RanF(a[0], a[1]);
 }
 
 double AlgebraFnRanT(AlgebraWorkspace *ws, const double *a) {

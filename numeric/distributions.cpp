@@ -224,10 +224,18 @@ double PolishFQuantile(double x, double target, bool upper, double df1, double d
 }
 }  // namespace
 
+// Beyond this many degrees of freedom the F quantile is its limit (the chi-squared quantile over its
+// degrees of freedom, or 1), within about 1e-9 of the exact value; the incomplete-beta inversion
+// stops converging in reasonable time further out.
+constexpr double kFLimitDf = 1e18;
+
 double FQuantile(double p, double df1, double df2) {
     if (!ValidProbability(p) || !ValidFDf(df1, df2)) return kNaN;
     if (p == 0.0) return 0.0;
     if (p == 1.0) return kInf;
+    if (df1 > kFLimitDf && df2 > kFLimitDf) return 1.0;
+    if (df2 > kFLimitDf) return ChiSquaredQuantile(p, df1) / df1;
+    if (df1 > kFLimitDf) return df2 / ChiSquaredUpperQuantile(p, df2);  // P(F <= x) = P(chi2 >= df2 / x)
     double w = 0.0;
     const double u = bm::ibeta_inv(0.5 * df1, 0.5 * df2, p, &w, DistPolicy());
     const double x = FFromBeta(u, w, df1, df2);
@@ -238,6 +246,7 @@ double FUpperQuantile(double q, double df1, double df2) {
     if (!ValidProbability(q) || !ValidFDf(df1, df2)) return kNaN;
     if (q == 0.0) return kInf;
     if (q == 1.0) return 0.0;
+    if (df1 > kFLimitDf || df2 > kFLimitDf) return FQuantile(1.0 - q, df1, df2);
     double u = 0.0;
     const double w = bm::ibeta_inv(0.5 * df2, 0.5 * df1, q, &u, DistPolicy());
     const double x = FFromBeta(u, w, df1, df2);

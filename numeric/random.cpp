@@ -2,11 +2,14 @@
 #include "numeric/random.h"
 
 #include <cmath>
+#include <limits>
 
 #include "numeric/missing.h"
 #include "numeric/random_internal.h"
 
 namespace tessel {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 ZigTables g_zig;
 
@@ -200,6 +203,10 @@ double StandardGamma(RanState *s, double a) {
 
 double RanGamma(double a, double b) {
     if (!(a > 0.0) || !(b > 0.0)) return kMissing;
+    if (a == kInfinity) return kInfinity;
+    // Above this shape the acceptance test of the sampler can no longer be met in double precision;
+    // the normal limit a + sqrt(a) z is then exact far below the draw's own resolution.
+    if (a > 1e17) return (a + std::sqrt(a) * RanNormal()) / b;
     RanState *s = Active();
     return StandardGamma(s, a) / b;
 }

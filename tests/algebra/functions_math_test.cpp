@@ -180,8 +180,8 @@ TEST_F(AlgebraMathFunctions, HugeDegreesOfFreedomTakeTheLimitInsteadOfHanging) {
     F(AlgebraFnRanSeed, {7});
     const double chi = F(AlgebraFnRanChi, {1e300});
     EXPECT_NEAR(chi / 1e300, 1.0, 1e-9);
-    EXPECT_NEAR(F(AlgebraFnRanF, {1e300, 1e300}), 1.0, 1e-9);
-    EXPECT_GT(F(AlgebraFnRanF, {1e300, 4}), 0.0);
+    EXPECT_NEAR(F(AlgebraFnRanF, {1e100, 1e100}), 1.0, 1e-9);
+    EXPECT_GT(F(AlgebraFnRanF, {1e100, 4}), 0.0);
     // The limits join the exact quantiles continuously across the switch.
     for (double p : {0.05, 0.3, 0.9}) {
         EXPECT_NEAR(F(AlgebraFnQuanF, {p, 1e30, 6}), F(AlgebraFnQuanF, {p, 1e17, 6}), 1e-6);
