@@ -1,4 +1,7 @@
 // FnComfac: Wald tests of common factors in the lag polynomials of one dynamic equation.
+// Arguments: 0 theta; 1 V, its covariance; 2 r; 3 m; 4 positions of a_1..a_r, b_1,0..b_1,r, ...,
+// b_m,0..b_m,r in theta; 5 c_max (1..r); 6 reference: statistics 1 x c_max; optional references
+// 7 degrees of freedom, 8 p-values. Returns the number of statistics that could be formed.
 #include <cmath>
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,10 @@
 // FnDynForc: dynamic forecasts of a reduced-form system with innovation and coefficient uncertainty.
+// Arguments: 0 Y (T x n); 1 Z (H x m or empty); 2 A (n x n s); 3 B (n x m or empty); 4 s; 5 H; 6 Omega;
+// 7 V (covariance of the row-major vec([A B]) or empty); 8 actual values (H x n or empty); 9 flags
+// (bit 0: coefficient uncertainty in the covariance, standardised errors and chi-squared statistics).
+// Optional references 10..18: forecasts, standard errors (innovations), standard errors (with
+// coefficients), covariances H x n n, errors, standardised errors, chi-squared 1 x H, Psi H x n n,
+// companion moduli 1 x n s. Returns 1, or 0 when the system is not stable (or memory is short).
 #include <algorithm>
 #include <cstdint>
 #include <vector>

@@ -1,5 +1,8 @@
 // FnRalsForecast: forecasts of a regression with autoregressive errors, with their standard errors
 // from the innovations and the forecasts of the error itself.
+// Arguments: 0 theta (beta, alpha_r1..alpha_r2); 1 y, T x 1; 2 X, (T + H) x k; 3 r1; 4 r2; 5 sigma2;
+// 6 reference: forecasts, H x 1; optional references 7 standard errors, 8 forecasts of u.
+// Returns H, or 0 when there is nothing to forecast (H = 0) or memory is short.
 #include <cmath>
 #include <cstdint>
 
