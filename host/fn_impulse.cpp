@@ -1,11 +1,11 @@
 // FnImpulse: impulse responses of a reduced-form system, their standard errors, the forecast error
 // variance decomposition and the long-run multipliers.
 // Arguments: 0 A (n x n s); 1 Omega; 2 s; 3 H; 4 shock type (0 unit, 1 Cholesky, 2 generalised, 3 one
-// standard deviation); 5 accumulate (0, 1); 6 V (covariance of the row-major vec(A) or empty);
-// 7 ordering (a permutation of 0..n-1, or empty). Optional references 8..15: responses, their standard
-// errors, accumulated responses, their standard errors, variance decomposition (all H x n n), long-run
-// multipliers, Cholesky factor (n x n), companion moduli (1 x n s).
-// Returns 1, or 0 when the system is not stable (or memory is short).
+// standard deviation); 5 accumulate (1: references 8 and 9 hold accumulated responses too); 6 V
+// (covariance of the row-major vec(A) or empty); 7 ordering (a permutation of 0..n-1, or empty).
+// Optional references 8..15: responses, their standard errors, accumulated responses, their standard
+// errors, variance decomposition (all H x n n), long-run multipliers, Cholesky factor (n x n),
+// companion moduli (1 x n s). Returns 1, or 0 when the system is not stable (or memory is short).
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
