@@ -8,6 +8,7 @@
 
 #include "cli/commands.h"
 #include "cli/csv_table.h"
+#include "cli/stdout_capture.h"
 #include "velawin/velawin.h"
 
 namespace tessel::cli {
@@ -42,12 +43,25 @@ std::string ReadFile(const std::string &path) {
     return ss.str();
 }
 
-// Throws ModuleError with the string the export left in rtn, if any.
-void ThrowIfMessage(VelaValue &rtn) {
-    if (rtn.type != VELA_STRING) return;
+std::string Trim(const std::string &s) {
+    size_t b = s.find_first_not_of(" \n");
+    if (b == std::string::npos) return "";
+    return s.substr(b, s.find_last_not_of(" \n") - b + 1);
+}
+
+// Throws ModuleError with the string the export left in rtn, if any, together with what the module
+// reported on standard output during the call (the report already names the message: shown once).
+void ThrowIfMessage(VelaValue &rtn, const std::string &report) {
+    const std::string reported = Trim(report);
+    if (rtn.type != VELA_STRING) {
+        if (!reported.empty()) std::fprintf(stderr, "%s\n", reported.c_str());
+        return;
+    }
     std::string message = VelaValGetString(&rtn);
     VelaFreeByValue(&rtn);
-    throw ModuleError(message);
+    if (reported.empty()) throw ModuleError(message);
+    if (reported.find(message) != std::string::npos) throw ModuleError(reported);
+    throw ModuleError(reported + "\n" + message);
 }
 
 std::vector<double> MatrixValues(const VelaValue &m) {
@@ -148,7 +162,9 @@ AlgebraSession::AlgebraSession(const Module &module, const AlgebraData &data, co
     args[8] = VelawinRef(&numbers);
     VelaValue rtn{};
     const bool found = module_.Find("FnInitAlgebraNls") != nullptr;
+    StdoutCapture capture;
     const bool ok = found && module_.Call("FnInitAlgebraNls", &rtn, args, with_parameters ? 9 : 7);
+    const std::string report = capture.Finish();
     for (int i = 0; i < 7; ++i) VelaFreeByValue(&args[i]);
     if (!found) throw std::runtime_error("the module has no export FnInitAlgebraNls");
     if (!ok) throw std::runtime_error(VelawinLastError());
@@ -156,7 +172,7 @@ AlgebraSession::AlgebraSession(const Module &module, const AlgebraData &data, co
     for (double n : MatrixValues(numbers)) parameter_numbers_.push_back(static_cast<int>(n));
     VelaFreeByValue(&starts);
     VelaFreeByValue(&numbers);
-    ThrowIfMessage(rtn);  // a failed initialisation has already released the bridge state
+    ThrowIfMessage(rtn, report);  // a failed initialisation has already released the bridge state
 }
 
 AlgebraSession::~AlgebraSession() {
@@ -169,10 +185,12 @@ void AlgebraSession::Run(const std::vector<double> &parameters, int first, int l
     VelaValue args[3] = {VelawinMatrix(static_cast<int>(parameters.size()), parameters.empty() ? 0 : 1, parameters.data()),
                          VelawinInt(first), VelawinInt(last)};
     VelaValue rtn{};
+    StdoutCapture capture;
     bool ok = module_.Call("FnRunAlgebraNls", &rtn, args, 3);
+    const std::string report = capture.Finish();
     VelaFreeByValue(&args[0]);
     if (!ok) throw std::runtime_error(VelawinLastError());
-    ThrowIfMessage(rtn);
+    ThrowIfMessage(rtn, report);
 }
 
 std::optional<std::vector<double>> AlgebraSession::Variable(const std::string &name, int first, int last) const {

@@ -32,6 +32,12 @@ VelaValue *RequiredRef(VelaValue *pv, int index) {
     return target;
 }
 
+void SetDouble(VelaValue *value, double x) {
+    VelaFreeByValue(value);
+    value->type = VELA_DOUBLE;
+    value->data.dval = x;
+}
+
 void MoveInto(VelaValue *target, VelaValue *local) {
     VelaFreeByValue(target);
     *target = *local;

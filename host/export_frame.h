@@ -35,6 +35,9 @@ inline int64_t MatrixElements(const VelaValue &v) {
     return (v.type == VELA_MATRIX && v.ival > 0 && v.cols > 0) ? int64_t{v.ival} * v.cols : 0;
 }
 
+// Sets a value to a double (the host API has setters for integers and strings only).
+void SetDouble(VelaValue *value, double x);
+
 // Releases what `target` holds and moves the whole record of `local` into it; `local` is left empty.
 void MoveInto(VelaValue *target, VelaValue *local);
 

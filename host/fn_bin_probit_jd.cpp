@@ -10,16 +10,6 @@
 
 using namespace tessel::host;
 
-namespace {
-
-void SetDouble(VelaValue *v, double x) {
-    VelaFreeByValue(v);
-    v->type = VELA_DOUBLE;
-    v->data.dval = x;
-}
-
-}  // namespace
-
 extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (!RequireArgs(cArg, 4) || !CheckTypeRuns(pv, "3333")) return;
     const double nan = std::numeric_limits<double>::quiet_NaN();

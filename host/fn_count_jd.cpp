@@ -12,12 +12,6 @@ using namespace tessel::host;
 
 namespace {
 
-void SetDouble(VelaValue *v, double x) {
-    VelaFreeByValue(v);
-    v->type = VELA_DOUBLE;
-    v->data.dval = x;
-}
-
 enum CountModel { kPoissonFamily = 0, kNegativeBinomial = 1 };
 
 }  // namespace

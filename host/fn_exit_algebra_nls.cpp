@@ -1,4 +1,5 @@
-// FnExitAlgebraNls: not available yet; every call is rejected.
+// FnExitAlgebraNls: releases the module-wide Algebra state.
+#include "algebra/bridge.h"
 #include "host/exports.h"
 
-extern "C" VELA_EXPORT void FnExitAlgebraNls(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+extern "C" VELA_EXPORT void FnExitAlgebraNls(VelaValue *, VelaValue *, int) { tessel::AlgebraBridgeExit(); }

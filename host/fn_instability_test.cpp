@@ -6,16 +6,6 @@
 
 using namespace tessel::host;
 
-namespace {
-
-void SetDouble(VelaValue *rtn, double x) {
-    VelaFreeByValue(rtn);
-    rtn->type = VELA_DOUBLE;
-    rtn->data.dval = x;
-}
-
-}  // namespace
-
 extern "C" VELA_EXPORT void FnInstabilityTest(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (!RequireArgs(cArg, 4) || !CheckTypeRuns(pv, "3325")) return;
     const int T = pv[0].ival, k = pv[0].cols;

@@ -10,16 +10,6 @@
 
 using namespace tessel::host;
 
-namespace {
-
-void SetDouble(VelaValue *v, double x) {
-    VelaFreeByValue(v);
-    v->type = VELA_DOUBLE;
-    v->data.dval = x;
-}
-
-}  // namespace
-
 extern "C" VELA_EXPORT void FnLogitJD(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (!RequireArgs(cArg, 7) || !CheckTypeRuns(pv, "3313333")) return;
     const int N = pv[1].ival, ycols = pv[1].cols;

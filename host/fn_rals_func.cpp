@@ -10,16 +10,6 @@
 
 using namespace tessel::host;
 
-namespace {
-
-void SetDouble(VelaValue *rtn, double x) {
-    VelaFreeByValue(rtn);
-    rtn->type = VELA_DOUBLE;
-    rtn->data.dval = x;
-}
-
-}  // namespace
-
 extern "C" VELA_EXPORT void FnRalsFunc(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (!RequireArgs(cArg, 6) || !CheckTypeRuns(pv, "333115")) return;
     SetDouble(rtn, tessel::kMissing);

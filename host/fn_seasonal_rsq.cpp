@@ -19,9 +19,7 @@ extern "C" VELA_EXPORT void FnSeasonalRsq(VelaValue *rtn, VelaValue *pv, int cAr
             if (!VelaLibValMatMalloc(&means, 1, s)) return;
             double r = tessel::SeasonalRsq(pv[2].data.dval, T, MatrixData(pv[0]), s, MatrixData(means));
             MoveInto(means_target, &means);
-            VelaFreeByValue(rtn);
-            rtn->type = VELA_DOUBLE;
-            rtn->data.dval = r;
+            SetDouble(rtn, r);
         },
         [&] { VelaFreeByValue(&means); });
 }

@@ -1,4 +1,8 @@
-// FnSmoothMS: not available yet; every call is rejected.
+// FnSmoothMS: Markov-switching backward smoother with transition-weighted joint probabilities.
 #include "host/exports.h"
+#include "host/ms_smooth_export.h"
+#include "switching/ms_filter.h"
 
-extern "C" VELA_EXPORT void FnSmoothMS(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+extern "C" VELA_EXPORT void FnSmoothMS(VelaValue *rtn, VelaValue *pv, int cArg) {
+    tessel::host::RunMsSmoothExport(rtn, pv, cArg, tessel::MsSmooth);
+}

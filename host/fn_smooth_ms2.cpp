@@ -1,4 +1,8 @@
-// FnSmoothMS2: not available yet; every call is rejected.
+// FnSmoothMS2: Markov-switching backward smoother; S without the transition probabilities.
 #include "host/exports.h"
+#include "host/ms_smooth_export.h"
+#include "switching/ms_filter.h"
 
-extern "C" VELA_EXPORT void FnSmoothMS2(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+extern "C" VELA_EXPORT void FnSmoothMS2(VelaValue *rtn, VelaValue *pv, int cArg) {
+    tessel::host::RunMsSmoothExport(rtn, pv, cArg, tessel::MsSmooth2);
+}

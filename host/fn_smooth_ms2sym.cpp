@@ -1,4 +1,8 @@
-// FnSmoothMS2sym: not available yet; every call is rejected.
+// FnSmoothMS2sym: Markov-switching backward smoother for a symmetric transition matrix.
 #include "host/exports.h"
+#include "host/ms_smooth_export.h"
+#include "switching/ms_filter.h"
 
-extern "C" VELA_EXPORT void FnSmoothMS2sym(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+extern "C" VELA_EXPORT void FnSmoothMS2sym(VelaValue *rtn, VelaValue *pv, int cArg) {
+    tessel::host::RunMsSmoothExport(rtn, pv, cArg, tessel::MsSmooth2Sym);
+}
