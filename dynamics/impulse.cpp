@@ -30,12 +30,27 @@ void MulSquare(const double *X, const double *S, int n, double *Out) {
     }
 }
 
-// se[ij] = sqrt(G[.][ij]' V G[.][ij]) for the P x nn derivative matrix G; VG is P x nn work.
-void DeltaSe(CMATRIX V, CMATRIX G, int P, int nn, MATRIX VG, double *se) {
-    MatMul(V, P, P, G, nn, VG);
+// se[ij] = sqrt(G[.][ij]' V G[.][ij]) for the P x nn derivative matrix G; W is P x nn work. With
+// the transposed Cholesky factor L' of V (L non-null) the quadratic forms are |L' g|^2.
+void DeltaSe(CMATRIX V, CMATRIX L, CMATRIX G, int P, int nn, MATRIX W, double *se) {
+    if (L) {
+        // W = L' G over the triangle only; L holds the transposed factor, so row p of W is a
+        // combination of rows p..P-1 of G and stays in cache while they stream past.
+        for (int p = 0; p < P; ++p) {
+            double *w = W[p];
+            const double *lt = L[p];
+            for (int k = 0; k < nn; ++k) w[k] = 0.0;
+            for (int q = p; q < P; ++q) {
+                const double l = lt[q], *g = G[q];
+                for (int k = 0; k < nn; ++k) w[k] += l * g[k];
+            }
+        }
+    } else {
+        MatMul(V, P, P, G, nn, W);
+    }
     for (int k = 0; k < nn; ++k) se[k] = 0.0;
     for (int p = 0; p < P; ++p)
-        for (int k = 0; k < nn; ++k) se[k] += G[p][k] * VG[p][k];
+        for (int k = 0; k < nn; ++k) se[k] += L ? W[p][k] * W[p][k] : G[p][k] * W[p][k];
     for (int k = 0; k < nn; ++k) se[k] = std::sqrt(std::max(se[k], 0.0));
 }
 
@@ -105,16 +120,18 @@ int ImpulseResponses(const ImpulseInput &in, const ImpulseOutput &out) {
     }
     if (H < 1) return stable ? 1 : 0;
 
-    std::vector<double> psi(static_cast<size_t>(H) * nn), theta(nn), acc(nn, 0.0), orth(nn), msq(nn, 0.0);
+    std::vector<double> psi(static_cast<size_t>(H) * nn), thetas(static_cast<size_t>(H) * nn), acc(nn, 0.0), orth(nn),
+        msq(nn, 0.0);
     DynMaMatrices(in.A, n, s, H, psi.data());
     double *plain = in.accumulate ? nullptr : out.resp;
     double *summed = in.accumulate ? out.resp : nullptr;
     for (int h = 0; h < H; ++h) {
         const double *Ph = psi.data() + static_cast<long>(h) * nn;
         const long row = static_cast<long>(h) * nn;
-        MulSquare(Ph, in.S, n, theta.data());
+        double *theta = thetas.data() + row;
+        MulSquare(Ph, in.S, n, theta);
         for (int k = 0; k < nn; ++k) acc[k] += theta[k];
-        if (plain) std::copy(theta.begin(), theta.end(), plain + row);
+        if (plain) std::copy(theta, theta + nn, plain + row);
         if (summed) std::copy(acc.begin(), acc.end(), summed + row);
         if (out.acc) std::copy(acc.begin(), acc.end(), out.acc + row);
         if (out.fevd) {
@@ -142,53 +159,68 @@ int ImpulseResponses(const ImpulseInput &in, const ImpulseOutput &out) {
     }
     if (!want_plain_se && !want_acc_se) return stable ? 1 : 0;
 
-    // Derivatives of Psi_h with respect to the coefficients p = (r, (i-1) n + q) of A_i[r][q]:
-    //   dPsi_h = E_rq Psi_(h-i) + sum over l = 1..min(h, s) of A_l dPsi_(h-l),
-    // one P x nn matrix per horizon, the last s + 1 kept.
-    const int P = n * ns, ring = s + 1;
-    MatrixHolder dpsi, dacc, G, GA, VG;
-    dpsi.m = MatAlloc(ring * P, nn);
-    dacc.m = MatAlloc(P, nn);
+    // Derivatives of Theta_h = Psi_h S with respect to the coefficients p = (r, (i-1) n + q) of
+    // A_i[r][q] follow the recursion of Psi itself:
+    //   dTheta_h = E_rq Theta_(h-i) + sum over l = 1..min(h, s) of A_l dTheta_(h-l).
+    // All P of them side by side form one n x (P n) matrix per horizon (column p n + b), so the
+    // lag sum runs over long rows; the last s + 1 horizons are kept.
+    const int P = n * ns, ring = s + 1, width = P * n;
+    MatrixHolder D, Dacc, G, W, L;
+    D.m = MatAlloc(ring * n, width);
+    Dacc.m = MatAlloc(n, width);
     G.m = MatAlloc(P, nn);
-    GA.m = MatAlloc(P, nn);
-    VG.m = MatAlloc(P, nn);
-    if (!dpsi.m || !dacc.m || !G.m || !GA.m || !VG.m) return -1;
-    MatZero(dacc.m, P, nn);
+    W.m = MatAlloc(P, nn);
+    if (!D.m || !Dacc.m || !G.m || !W.m) return -1;
+    MatZero(Dacc.m, n, width);
+    // A singular (or badly scaled) V keeps the plain product.
+    L.m = MatDup(in.V, P, P);
+    if (L.m && !CholeskyOk(L.m, P)) {
+        MatFree(L.m);
+        L.m = nullptr;
+    }
+    if (L.m)  // to L', whose rows DeltaSe reads
+        for (int a = 0; a < P; ++a)
+            for (int b = 0; b < a; ++b) std::swap(L.m[a][b], L.m[b][a]);
     std::vector<double> se(nn);
+    // The P x nn matrix of gradients (row p, column a n + b) from the wide layout.
+    auto gather = [&](CMATRIX wide) {
+        for (int p = 0; p < P; ++p)
+            for (int a = 0; a < n; ++a) std::copy(wide[a] + p * n, wide[a] + p * n + n, G.m[p] + a * n);
+    };
     for (int h = 0; h < H; ++h) {
-        double **D = dpsi.m + (h % ring) * P;
-        for (int p = 0; p < P; ++p) {
-            double *d = D[p];
-            std::fill(d, d + nn, 0.0);
-            const int r = p / ns, c = p % ns, i = c / n + 1, q = c % n;
-            if (h >= i) {
-                const double *src = psi.data() + static_cast<long>(h - i) * nn + q * n;
-                std::copy(src, src + n, d + r * n);
-            }
-            for (int l = 1; l <= std::min(h, s); ++l) {
-                const double *prev = dpsi.m[((h - l) % ring) * P + p];
-                for (int a = 0; a < n; ++a) {
-                    const double *arow = in.A + static_cast<long>(a) * ns + (l - 1) * n;
-                    double *o = d + a * n;
-                    for (int b = 0; b < n; ++b) {
-                        const double x = arow[b];
-                        if (x == 0.0) continue;
-                        const double *pr = prev + b * n;
-                        for (int e = 0; e < n; ++e) o[e] += x * pr[e];
-                    }
+        double **Dh = D.m + (h % ring) * n;
+        MatZero(Dh, n, width);
+        for (int l = 1; l <= std::min(h, s); ++l) {
+            double *const *Dl = D.m + ((h - l) % ring) * n;
+            for (int a = 0; a < n; ++a) {
+                const double *arow = in.A + static_cast<long>(a) * ns + (l - 1) * n;
+                double *o = Dh[a];
+                for (int b = 0; b < n; ++b) {
+                    const double x = arow[b];
+                    if (x == 0.0) continue;
+                    const double *src = Dl[b];
+                    for (int k = 0; k < width; ++k) o[k] += x * src[k];
                 }
             }
-            for (int k = 0; k < nn; ++k) dacc.m[p][k] += d[k];
-            if (want_plain_se) MulSquare(d, in.S, n, G.m[p]);
-            if (want_acc_se) MulSquare(dacc.m[p], in.S, n, GA.m[p]);
         }
+        for (int p = 0; p < P; ++p) {
+            const int r = p / ns, c = p % ns, i = c / n + 1, q = c % n;
+            if (h < i) continue;
+            const double *src = thetas.data() + static_cast<long>(h - i) * nn + q * n;
+            double *o = Dh[r] + p * n;
+            for (int b = 0; b < n; ++b) o[b] += src[b];
+        }
+        for (int a = 0; a < n; ++a)
+            for (int k = 0; k < width; ++k) Dacc.m[a][k] += Dh[a][k];
         const long row = static_cast<long>(h) * nn;
         if (want_plain_se) {
-            DeltaSe(in.V, G.m, P, nn, VG.m, se.data());
+            gather(Dh);
+            DeltaSe(in.V, L.m, G.m, P, nn, W.m, se.data());
             std::copy(se.begin(), se.end(), out.resp_se + row);
         }
         if (want_acc_se) {
-            DeltaSe(in.V, GA.m, P, nn, VG.m, se.data());
+            gather(Dacc.m);
+            DeltaSe(in.V, L.m, G.m, P, nn, W.m, se.data());
             if (out.acc_se) std::copy(se.begin(), se.end(), out.acc_se + row);
             if (in.accumulate && out.resp_se) std::copy(se.begin(), se.end(), out.resp_se + row);
         }

@@ -113,6 +113,15 @@ TEST(Impulse, StandardErrorsMatchNumericalDerivatives) {
         EXPECT_NEAR(k < H * nn ? o.se[k] : o.acc_se[k - H * nn], std::sqrt(v), 1e-7) << k;
     }
     EXPECT_EQ(acc.se, o.acc_se);
+    // A singular covariance (one coefficient held fixed) gives the same forms without that row.
+    for (int k = 0; k < P; ++k) V[5 * P + k] = V[k * P + 5] = 0.0;
+    const Out fixed = Responses(kA, 1, H, rows);
+    for (int k = 0; k < H * nn; ++k) {
+        double v = 0.0;
+        for (int p = 0; p < P; ++p)
+            for (int q = 0; q < P; ++q) v += J[p][k] * V[p * P + q] * J[q][k];
+        EXPECT_NEAR(fixed.se[k], std::sqrt(v), 1e-7) << k;
+    }
 }
 
 }  // namespace
