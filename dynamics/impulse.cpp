@@ -30,28 +30,24 @@ void MulSquare(const double *X, const double *S, int n, double *Out) {
     }
 }
 
-// se[ij] = sqrt(G[.][ij]' V G[.][ij]) for the P x nn derivative matrix G; W is P x nn work. With
-// the transposed Cholesky factor L' of V (L non-null) the quadratic forms are |L' g|^2.
-void DeltaSe(CMATRIX V, CMATRIX L, CMATRIX G, int P, int nn, MATRIX W, double *se) {
-    if (L) {
-        // W = L' G over the triangle only; L holds the transposed factor, so row p of W is a
-        // combination of rows p..P-1 of G and stays in cache while they stream past.
-        for (int p = 0; p < P; ++p) {
-            double *w = W[p];
-            const double *lt = L[p];
-            for (int k = 0; k < nn; ++k) w[k] = 0.0;
-            for (int q = p; q < P; ++q) {
-                const double l = lt[q], *g = G[q];
-                for (int k = 0; k < nn; ++k) w[k] += l * g[k];
-            }
-        }
-    } else {
-        MatMul(V, P, P, G, nn, W);
-    }
+// se[ij] = sqrt(G[.][ij]' V G[.][ij]) for the P x nn gradient matrix G; VG is P x nn work.
+void DeltaSe(CMATRIX V, CMATRIX G, int P, int nn, MATRIX VG, double *se) {
+    MatMul(V, P, P, G, nn, VG);
     for (int k = 0; k < nn; ++k) se[k] = 0.0;
     for (int p = 0; p < P; ++p)
-        for (int k = 0; k < nn; ++k) se[k] += L ? W[p][k] * W[p][k] : G[p][k] * W[p][k];
+        for (int k = 0; k < nn; ++k) se[k] += G[p][k] * VG[p][k];
     for (int k = 0; k < nn; ++k) se[k] = std::sqrt(std::max(se[k], 0.0));
+}
+
+// se[a n + b] = sqrt(sum over p of wide[a][p n + b]^2): the forms |L' g|^2 of gradients already
+// carried through L'.
+void NormSe(CMATRIX wide, int n, int P, double *se) {
+    for (int a = 0; a < n; ++a)
+        for (int b = 0; b < n; ++b) {
+            double v = 0.0;
+            for (int p = 0; p < P; ++p) v += wide[a][p * n + b] * wide[a][p * n + b];
+            se[a * n + b] = std::sqrt(v);
+        }
 }
 
 void LongRun(const double *A, int n, int s, double *out) {
@@ -163,29 +159,31 @@ int ImpulseResponses(const ImpulseInput &in, const ImpulseOutput &out) {
     // A_i[r][q] follow the recursion of Psi itself:
     //   dTheta_h = E_rq Theta_(h-i) + sum over l = 1..min(h, s) of A_l dTheta_(h-l).
     // All P of them side by side form one n x (P n) matrix per horizon (column p n + b), so the
-    // lag sum runs over long rows; the last s + 1 horizons are kept.
+    // lag sum runs over long rows; the last s + 1 horizons are kept. The lag sum acts on the rows
+    // and a transformation of the gradients on the column blocks, so with V = L L' the recursion
+    // can carry L' g instead of g from the start, and each variance is a plain sum of squares.
     const int P = n * ns, ring = s + 1, width = P * n;
-    MatrixHolder D, Dacc, G, W, L;
+    MatrixHolder D, Dacc, G, VG, L;
     D.m = MatAlloc(ring * n, width);
     Dacc.m = MatAlloc(n, width);
-    G.m = MatAlloc(P, nn);
-    W.m = MatAlloc(P, nn);
-    if (!D.m || !Dacc.m || !G.m || !W.m) return -1;
+    if (!D.m || !Dacc.m) return -1;
     MatZero(Dacc.m, n, width);
-    // A singular (or badly scaled) V keeps the plain product.
     L.m = MatDup(in.V, P, P);
     if (L.m && !CholeskyOk(L.m, P)) {
+        // A singular (or badly scaled) V: plain gradients and the product V G.
         MatFree(L.m);
         L.m = nullptr;
+        G.m = MatAlloc(P, nn);
+        VG.m = MatAlloc(P, nn);
+        if (!G.m || !VG.m) return -1;
     }
-    if (L.m)  // to L', whose rows DeltaSe reads
-        for (int a = 0; a < P; ++a)
-            for (int b = 0; b < a; ++b) std::swap(L.m[a][b], L.m[b][a]);
+    if (!L.m && !G.m) return -1;
     std::vector<double> se(nn);
-    // The P x nn matrix of gradients (row p, column a n + b) from the wide layout.
-    auto gather = [&](CMATRIX wide) {
+    auto variances = [&](CMATRIX wide) {
+        if (L.m) return NormSe(wide, n, P, se.data());
         for (int p = 0; p < P; ++p)
             for (int a = 0; a < n; ++a) std::copy(wide[a] + p * n, wide[a] + p * n + n, G.m[p] + a * n);
+        DeltaSe(in.V, G.m, P, nn, VG.m, se.data());
     };
     for (int h = 0; h < H; ++h) {
         double **Dh = D.m + (h % ring) * n;
@@ -203,24 +201,27 @@ int ImpulseResponses(const ImpulseInput &in, const ImpulseOutput &out) {
                 }
             }
         }
+        // The direct term E_rq Theta_(h-i): in block p, or spread over the blocks p' <= p with the
+        // weights L'[p'][p] = L[p][p'].
         for (int p = 0; p < P; ++p) {
             const int r = p / ns, c = p % ns, i = c / n + 1, q = c % n;
             if (h < i) continue;
             const double *src = thetas.data() + static_cast<long>(h - i) * nn + q * n;
-            double *o = Dh[r] + p * n;
-            for (int b = 0; b < n; ++b) o[b] += src[b];
+            for (int t = L.m ? 0 : p; t <= p; ++t) {
+                const double w = L.m ? L.m[p][t] : 1.0;
+                double *o = Dh[r] + t * n;
+                for (int b = 0; b < n; ++b) o[b] += w * src[b];
+            }
         }
         for (int a = 0; a < n; ++a)
             for (int k = 0; k < width; ++k) Dacc.m[a][k] += Dh[a][k];
         const long row = static_cast<long>(h) * nn;
         if (want_plain_se) {
-            gather(Dh);
-            DeltaSe(in.V, L.m, G.m, P, nn, W.m, se.data());
+            variances(Dh);
             std::copy(se.begin(), se.end(), out.resp_se + row);
         }
         if (want_acc_se) {
-            gather(Dacc.m);
-            DeltaSe(in.V, L.m, G.m, P, nn, W.m, se.data());
+            variances(Dacc.m);
             if (out.acc_se) std::copy(se.begin(), se.end(), out.acc_se + row);
             if (in.accumulate && out.resp_se) std::copy(se.begin(), se.end(), out.resp_se + row);
         }
