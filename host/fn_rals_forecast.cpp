@@ -1,4 +1,55 @@
-// FnRalsForecast: not available yet; every call is rejected.
-#include "host/exports.h"
+// FnRalsForecast: forecasts of a regression with autoregressive errors, with their standard errors
+// from the innovations and the forecasts of the error itself.
+// Arguments: 0 theta (beta, alpha_r1..alpha_r2); 1 y, T x 1; 2 X, (T + H) x k; 3 r1; 4 r2; 5 sigma2;
+// 6 reference: forecasts, H x 1; optional references 7 standard errors, 8 forecasts of u.
+// Returns H, or 0 when there is nothing to forecast (H = 0) or memory is short.
+#include <cmath>
+#include <cstdint>
 
-extern "C" VELA_EXPORT void FnRalsForecast(VelaValue *, VelaValue *, int) { VelaLibArgError(0); }
+#include "host/export_frame.h"
+#include "host/exports.h"
+#include "regression/rals_forecast.h"
+
+using namespace tessel::host;
+
+extern "C" VELA_EXPORT void FnRalsForecast(VelaValue *rtn, VelaValue *pv, int cArg) {
+    if (!RequireArgs(cArg, 7) || !CheckTypeRuns(pv, "3331125")) return;
+    const int T = pv[1].ival, r1 = pv[3].ival, r2 = pv[4].ival;
+    if (T < 1 || pv[1].cols != 1) return VelaLibArgError(1);
+    const int k = pv[2].cols;
+    if (k < 1 || pv[2].ival < T) return VelaLibArgError(2);
+    const int H = pv[2].ival - T;
+    const int lags = r2 >= r1 ? r2 - r1 + 1 : 0;
+    // The band must reach back into the sample only: u_{T+h-i} for i in r1..r2.
+    if (lags > 0 && r1 < 1) return VelaLibArgError(3);
+    if (lags > 0 && r2 > T) return VelaLibArgError(4);
+    if (MatrixElements(pv[0]) < int64_t{k} + lags) return VelaLibArgError(0);
+    const double sigma2 = pv[5].data.dval;
+    if (!(sigma2 >= 0.0) || !std::isfinite(sigma2)) return VelaLibArgError(5);
+    VelaValue *yf_target = RequiredRef(pv, 6);
+    if (!yf_target) return;
+    VelaValue *se_target = OptionalRef(pv, cArg, 7), *uf_target = OptionalRef(pv, cArg, 8);
+    if (H == 0) return VelaValSetInt(rtn, 0);
+
+    VelaValue yf{}, se{}, uf{};
+    auto release = [&] {
+        VelaFreeByValue(&yf);
+        VelaFreeByValue(&se);
+        VelaFreeByValue(&uf);
+        VelaValSetInt(rtn, 0);
+    };
+    Guarded(
+        [&] {
+            if (!VelaLibValMatMalloc(&yf, H, 1) || (se_target && !VelaLibValMatMalloc(&se, H, 1)) ||
+                (uf_target && !VelaLibValMatMalloc(&uf, H, 1)))
+                return release();
+            tessel::RalsForecast(MatrixData(pv[0]), MatrixData(pv[1]), pv[2].data.mat, k, T, H, r1, r2, sigma2,
+                                 MatrixData(yf), se_target ? MatrixData(se) : nullptr,
+                                 uf_target ? MatrixData(uf) : nullptr);
+            MoveInto(yf_target, &yf);
+            if (se_target) MoveInto(se_target, &se);
+            if (uf_target) MoveInto(uf_target, &uf);
+            VelaValSetInt(rtn, H);
+        },
+        release);
+}

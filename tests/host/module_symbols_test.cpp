@@ -60,19 +60,4 @@ TEST(ModuleSymbols, LoadedByFileNameItRunsAGarchRecursion) {
     dlclose(handle);
 }
 
-TEST(ModuleSymbols, UnspecifiedExportsRejectEveryCall) {
-    void *handle = dlopen(TESSEL_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(handle, nullptr) << dlerror();
-    for (const char *name : {"FnRalsForecast", "FnDynForc", "FnImpulse", "FnComfac"}) {
-        auto fn = reinterpret_cast<VelaExportFn>(dlsym(handle, name));
-        ASSERT_NE(fn, nullptr);
-        VelaValue rtn{};
-        VelawinBeginCall(name);
-        fn(&rtn, nullptr, 0);
-        EXPECT_EQ(std::string(VelawinLastError()), std::string("argument 0 of ") + name + ": bad value");
-        EXPECT_EQ(rtn.type, VELA_EMPTY);
-    }
-    dlclose(handle);
-}
-
 }  // namespace
