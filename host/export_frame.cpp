@@ -44,4 +44,24 @@ void MoveInto(VelaValue *target, VelaValue *local) {
     std::memset(local, 0, sizeof *local);
 }
 
+bool AllocateResults(PendingResult *results, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        PendingResult &r = results[i];
+        if (r.target && !VelaLibValMatMalloc(&r.local, r.rows, r.cols)) {
+            ReleaseResults(results, count);
+            return false;
+        }
+    }
+    return true;
+}
+
+void DeliverResults(PendingResult *results, size_t count) {
+    for (size_t i = 0; i < count; ++i)
+        if (results[i].target) MoveInto(results[i].target, &results[i].local);
+}
+
+void ReleaseResults(PendingResult *results, size_t count) {
+    for (size_t i = 0; i < count; ++i) VelaFreeByValue(&results[i].local);
+}
+
 }  // namespace tessel::host

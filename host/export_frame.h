@@ -41,6 +41,29 @@ void SetDouble(VelaValue *value, double x);
 // Releases what `target` holds and moves the whole record of `local` into it; `local` is left empty.
 void MoveInto(VelaValue *target, VelaValue *local);
 
+// A by-reference result built in a local value and moved into the caller's variable only once every
+// result of the call exists, so that a failed allocation leaves the caller's variables as they were.
+struct PendingResult {
+    VelaValue *target = nullptr;  // nullptr: not wanted
+    int rows = 0, cols = 0;
+    VelaValue local{};
+    double *data() const { return target ? MatrixData(local) : nullptr; }
+    double **rows_ptr() const { return target ? local.data.mat : nullptr; }
+};
+
+// Allocates every wanted result; false, with all of them released, when one allocation fails.
+bool AllocateResults(PendingResult *results, size_t count);
+// Moves every wanted result into its variable.
+void DeliverResults(PendingResult *results, size_t count);
+void ReleaseResults(PendingResult *results, size_t count);
+
+template <size_t N>
+bool AllocateResults(PendingResult (&results)[N]) { return AllocateResults(results, N); }
+template <size_t N>
+void DeliverResults(PendingResult (&results)[N]) { DeliverResults(results, N); }
+template <size_t N>
+void ReleaseResults(PendingResult (&results)[N]) { ReleaseResults(results, N); }
+
 // Runs an export body; any exception that escapes it is handed to `on_failure`, which must not throw.
 template <class Body, class OnFailure>
 void Guarded(Body &&body, OnFailure &&on_failure) noexcept {

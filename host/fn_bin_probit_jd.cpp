@@ -6,6 +6,7 @@
 
 #include "choice/probit.h"
 #include "host/export_frame.h"
+#include "host/likelihood_outputs.h"
 #include "host/exports.h"
 
 using namespace tessel::host;
@@ -26,25 +27,18 @@ extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *rtn, VelaValue *pv, int cAr
     }
 
     SetDouble(rtn, nan);
-    VelaValue *targets[5] = {OptionalRef(pv, cArg, 4), OptionalRef(pv, cArg, 5), OptionalRef(pv, cArg, 6),
-                             OptionalRef(pv, cArg, 7), OptionalRef(pv, cArg, 8)};
-    const int rows[5] = {static_cast<int>(n), static_cast<int>(n), N, N, static_cast<int>(n)};
-    const int cols[5] = {1, static_cast<int>(n), 2, 1, static_cast<int>(n)};
-    VelaValue local[5] = {};
-    auto release = [&] {
-        for (VelaValue &v : local) VelaFreeByValue(&v);
+    const int ni = static_cast<int>(n);
+    PendingResult res[5] = {
+        {OptionalRef(pv, cArg, 4), ni, 1},
+        {OptionalRef(pv, cArg, 5), ni, ni},
+        {OptionalRef(pv, cArg, 6), N, 2},
+        {OptionalRef(pv, cArg, 7), N, 1},
+        {OptionalRef(pv, cArg, 8), ni, ni},
     };
     Guarded(
         [&] {
-            for (int o = 0; o < 5; ++o) {
-                if (targets[o] && !VelaLibValMatMalloc(&local[o], rows[o], cols[o])) return release();
-            }
-            tessel::LikOutputs out;
-            out.grad = targets[0] ? MatrixData(local[0]) : nullptr;
-            out.info = targets[1] ? local[1].data.mat : nullptr;
-            out.prob = targets[2] ? local[2].data.mat : nullptr;
-            out.contrib = targets[3] ? MatrixData(local[3]) : nullptr;
-            out.outer = targets[4] ? local[4].data.mat : nullptr;
+            if (!AllocateResults(res)) return;
+            const tessel::LikOutputs out = LikelihoodOutputs(res);
             tessel::ProbitData d;
             d.N = N;
             d.y = pv[1].data.mat;
@@ -52,13 +46,12 @@ extern "C" VELA_EXPORT void FnBinProbitJD(VelaValue *rtn, VelaValue *pv, int cAr
             d.k = k;
             d.w = weights;
             double L = nan;
-            tessel::ProbitLik(static_cast<int>(n), MatrixData(pv[0]), &L, out, d);
-            for (int o = 0; o < 5; ++o)
-                if (targets[o]) MoveInto(targets[o], &local[o]);
+            tessel::ProbitLik(ni, MatrixData(pv[0]), &L, out, d);
+            DeliverResults(res);
             SetDouble(rtn, L);
         },
         [&] {
-            release();
+            ReleaseResults(res);
             SetDouble(rtn, nan);
         });
 }

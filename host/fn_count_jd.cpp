@@ -32,45 +32,41 @@ extern "C" VELA_EXPORT void FnCountJD(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (computes && n < int64_t{k} + (model == kNegativeBinomial ? 1 : 0)) return VelaLibArgError(0);
 
     SetDouble(rtn, nan);
-    VelaValue *targets[5] = {OptionalRef(pv, cArg, 7), OptionalRef(pv, cArg, 8), OptionalRef(pv, cArg, 9),
-                             OptionalRef(pv, cArg, 10), OptionalRef(pv, cArg, 11)};
-    const int rows[5] = {static_cast<int>(n), static_cast<int>(n), 1, N, static_cast<int>(n)};
-    const int cols[5] = {1, static_cast<int>(n), K, 1, static_cast<int>(n)};
-    VelaValue local[5] = {};
-    auto release = [&] {
-        for (VelaValue &v : local) VelaFreeByValue(&v);
+    const int ni = static_cast<int>(n);
+    PendingResult res[5] = {
+        {OptionalRef(pv, cArg, 7), ni, 1},
+        {OptionalRef(pv, cArg, 8), ni, ni},
+        {OptionalRef(pv, cArg, 9), 1, K},
+        {OptionalRef(pv, cArg, 10), N, 1},
+        {OptionalRef(pv, cArg, 11), ni, ni},
     };
     Guarded(
         [&] {
-            for (int o = 0; o < 5; ++o) {
-                if (targets[o] && !VelaLibValMatMalloc(&local[o], rows[o], cols[o])) return release();
-            }
+            if (!AllocateResults(res)) return;
             double L = nan;
             if (computes) {
                 tessel::CountOutputs out;
-                out.grad = targets[0] ? MatrixData(local[0]) : nullptr;
-                out.info = targets[1] ? local[1].data.mat : nullptr;
-                out.table = targets[2] ? MatrixData(local[2]) : nullptr;
+                out.grad = res[0].data();
+                out.info = res[1].rows_ptr();
+                out.table = res[2].data();
                 out.K = out.table ? K : 0;
-                out.contrib = targets[3] ? MatrixData(local[3]) : nullptr;
-                out.outer = targets[4] ? local[4].data.mat : nullptr;
+                out.contrib = res[3].data();
+                out.outer = res[4].rows_ptr();
                 tessel::CountData d;
                 d.N = N;
                 d.y = pv[1].data.mat;
                 d.X = pv[2].data.mat;
                 d.k = k;
                 const double *theta = MatrixData(pv[0]);
-                const int ni = static_cast<int>(n);
                 if (model == kNegativeBinomial) L = tessel::NegBinLik(theta, ni, d, S, P, out);
                 else if (S == 0) L = tessel::PoissonLik(theta, ni, d, out);
                 else L = tessel::TruncPoissonLik(theta, ni, d, S, out);
             }
-            for (int o = 0; o < 5; ++o)
-                if (targets[o]) MoveInto(targets[o], &local[o]);
+            DeliverResults(res);
             SetDouble(rtn, L);
         },
         [&] {
-            release();
+            ReleaseResults(res);
             SetDouble(rtn, nan);
         });
 }

@@ -18,26 +18,6 @@ using namespace tessel::host;
 
 namespace {
 
-// Optional by-reference results: allocated together, moved out together, or all released.
-struct Result {
-    VelaValue *target = nullptr;
-    int rows = 0, cols = 0;
-    VelaValue local{};
-    double *data() { return target ? MatrixData(local) : nullptr; }
-};
-
-template <size_t N>
-bool AllocateAll(Result (&res)[N]) {
-    for (Result &r : res)
-        if (r.target && !VelaLibValMatMalloc(&r.local, r.rows, r.cols)) return false;
-    return true;
-}
-
-template <size_t N>
-void ReleaseAll(Result (&res)[N]) {
-    for (Result &r : res) VelaFreeByValue(&r.local);
-}
-
 // A matrix argument that is either empty or exactly rows x cols.
 bool EmptyOr(const VelaValue &v, int rows, int cols) {
     return MatrixElements(v) == 0 || (v.ival == rows && v.cols == cols);
@@ -65,13 +45,12 @@ extern "C" VELA_EXPORT void FnDynForc(VelaValue *rtn, VelaValue *pv, int cArg) {
 
     enum { kForecast, kSe, kSeParam, kCov, kError, kStdError, kChi2, kPsi, kModuli, kCount };
     const int shape[kCount][2] = {{H, n}, {H, n}, {H, n}, {H, n * n}, {H, n}, {H, n}, {1, H}, {H, n * n}, {1, n * s}};
-    Result res[kCount];
+    PendingResult res[kCount];
     for (int i = 0; i < kCount; ++i) res[i] = {OptionalRef(pv, cArg, 10 + i), shape[i][0], shape[i][1], {}};
 
     Guarded(
         [&] {
-            if (!AllocateAll(res)) {
-                ReleaseAll(res);
+            if (!AllocateResults(res)) {
                 return VelaValSetInt(rtn, 0);
             }
             tessel::DynForecastInput in;
@@ -100,16 +79,15 @@ extern "C" VELA_EXPORT void FnDynForc(VelaValue *rtn, VelaValue *pv, int cArg) {
             std::vector<double> moduli(static_cast<size_t>(n) * s);
             tessel::DynCompanionModuli(in.A, n, s, moduli.data());
             if (tessel::DynForecast(in, out) != 0) {
-                ReleaseAll(res);
+                ReleaseResults(res);
                 return VelaValSetInt(rtn, 0);
             }
             if (res[kModuli].target) std::copy(moduli.begin(), moduli.end(), res[kModuli].data());
-            for (Result &r : res)
-                if (r.target) MoveInto(r.target, &r.local);
+            DeliverResults(res);
             VelaValSetInt(rtn, tessel::DynStable(moduli.data(), n * s) ? 1 : 0);
         },
         [&] {
-            ReleaseAll(res);
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }

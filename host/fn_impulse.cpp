@@ -19,26 +19,6 @@ using namespace tessel::host;
 
 namespace {
 
-// Optional by-reference results: allocated together, moved out together, or all released.
-struct Result {
-    VelaValue *target = nullptr;
-    int rows = 0, cols = 0;
-    VelaValue local{};
-    double *data() { return target ? MatrixData(local) : nullptr; }
-};
-
-template <size_t N>
-bool AllocateAll(Result (&res)[N]) {
-    for (Result &r : res)
-        if (r.target && !VelaLibValMatMalloc(&r.local, r.rows, r.cols)) return false;
-    return true;
-}
-
-template <size_t N>
-void ReleaseAll(Result (&res)[N]) {
-    for (Result &r : res) VelaFreeByValue(&r.local);
-}
-
 // The ordering as integers when it is a permutation of 0..n-1.
 bool ReadOrder(const VelaValue &v, int n, std::vector<int> &order) {
     if (MatrixElements(v) != n) return false;
@@ -74,7 +54,7 @@ extern "C" VELA_EXPORT void FnImpulse(VelaValue *rtn, VelaValue *pv, int cArg) {
     enum { kResp, kRespSe, kAcc, kAccSe, kFevd, kLongRun, kChol, kModuli, kCount };
     const int nn = n * n;
     const int shape[kCount][2] = {{H, nn}, {H, nn}, {H, nn}, {H, nn}, {H, nn}, {n, n}, {n, n}, {1, n * s}};
-    Result res[kCount];
+    PendingResult res[kCount];
     for (int i = 0; i < kCount; ++i) res[i] = {OptionalRef(pv, cArg, 8 + i), shape[i][0], shape[i][1], {}};
 
     std::vector<int> order;
@@ -86,8 +66,7 @@ extern "C" VELA_EXPORT void FnImpulse(VelaValue *rtn, VelaValue *pv, int cArg) {
             const int chol_rc = tessel::ImpulseCholesky(Omega, n, ordered ? order.data() : nullptr, chol.data());
             // Omega must suit the shocks asked for; the decomposition alone reports NaN shares.
             if (tessel::ImpulseImpact(Omega, n, shock, chol.data(), S.data()) != 0) return VelaLibArgError(1);
-            if (!AllocateAll(res)) {
-                ReleaseAll(res);
+            if (!AllocateResults(res)) {
                 return VelaValSetInt(rtn, 0);
             }
             tessel::ImpulseInput in;
@@ -109,16 +88,15 @@ extern "C" VELA_EXPORT void FnImpulse(VelaValue *rtn, VelaValue *pv, int cArg) {
             out.moduli = res[kModuli].data();
             const int rc = tessel::ImpulseResponses(in, out);
             if (rc < 0) {
-                ReleaseAll(res);
+                ReleaseResults(res);
                 return VelaValSetInt(rtn, 0);
             }
             if (res[kChol].target) std::copy(chol.begin(), chol.end(), res[kChol].data());
-            for (Result &r : res)
-                if (r.target) MoveInto(r.target, &r.local);
+            DeliverResults(res);
             VelaValSetInt(rtn, rc);
         },
         [&] {
-            ReleaseAll(res);
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }

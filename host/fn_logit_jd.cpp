@@ -6,6 +6,7 @@
 
 #include "choice/logit.h"
 #include "host/export_frame.h"
+#include "host/likelihood_outputs.h"
 #include "host/exports.h"
 
 using namespace tessel::host;
@@ -37,25 +38,18 @@ extern "C" VELA_EXPORT void FnLogitJD(VelaValue *rtn, VelaValue *pv, int cArg) {
     }
 
     SetDouble(rtn, std::numeric_limits<double>::quiet_NaN());
-    VelaValue *targets[5] = {OptionalRef(pv, cArg, 7), OptionalRef(pv, cArg, 8), OptionalRef(pv, cArg, 9),
-                             OptionalRef(pv, cArg, 10), OptionalRef(pv, cArg, 11)};
-    const int rows[5] = {static_cast<int>(n), static_cast<int>(n), N, N, static_cast<int>(n)};
-    const int cols[5] = {1, static_cast<int>(n), J, 1, static_cast<int>(n)};
-    VelaValue local[5] = {};
-    auto release = [&] {
-        for (VelaValue &v : local) VelaFreeByValue(&v);
+    const int ni = static_cast<int>(n);
+    PendingResult res[5] = {
+        {OptionalRef(pv, cArg, 7), ni, 1},
+        {OptionalRef(pv, cArg, 8), ni, ni},
+        {OptionalRef(pv, cArg, 9), N, J},
+        {OptionalRef(pv, cArg, 10), N, 1},
+        {OptionalRef(pv, cArg, 11), ni, ni},
     };
     Guarded(
         [&] {
-            for (int o = 0; o < 5; ++o) {
-                if (targets[o] && !VelaLibValMatMalloc(&local[o], rows[o], cols[o])) return release();
-            }
-            tessel::LikOutputs out;
-            out.grad = targets[0] ? MatrixData(local[0]) : nullptr;
-            out.info = targets[1] ? local[1].data.mat : nullptr;
-            out.prob = targets[2] ? local[2].data.mat : nullptr;
-            out.contrib = targets[3] ? MatrixData(local[3]) : nullptr;
-            out.outer = targets[4] ? local[4].data.mat : nullptr;
+            if (!AllocateResults(res)) return;
+            const tessel::LikOutputs out = LikelihoodOutputs(res);
             tessel::LogitData d;
             d.N = N;
             d.J = J;
@@ -68,14 +62,13 @@ extern "C" VELA_EXPORT void FnLogitJD(VelaValue *rtn, VelaValue *pv, int cArg) {
             d.offset = have_offsets ? pv[6].data.mat : nullptr;
             double L = std::numeric_limits<double>::quiet_NaN();
             const double *theta = MatrixData(pv[0]);
-            if (grouped) tessel::LogitLikGrouped(static_cast<int>(n), theta, &L, out, d);
-            else tessel::LogitLikChoice(static_cast<int>(n), theta, &L, out, d);
-            for (int o = 0; o < 5; ++o)
-                if (targets[o]) MoveInto(targets[o], &local[o]);
+            if (grouped) tessel::LogitLikGrouped(ni, theta, &L, out, d);
+            else tessel::LogitLikChoice(ni, theta, &L, out, d);
+            DeliverResults(res);
             SetDouble(rtn, L);
         },
         [&] {
-            release();
+            ReleaseResults(res);
             SetDouble(rtn, std::numeric_limits<double>::quiet_NaN());
         });
 }
