@@ -21,26 +21,6 @@ namespace {
 
 inline double BoolValue(bool b) { return b ? 1.0 : 0.0; }
 
-[[maybe_unused]] inline bool IsBinaryOperator(int k) {
-    switch (k) {
-        case kAlgebraOpAdd:
-        case kAlgebraOpSub:
-        case kAlgebraOpMul:
-        case kAlgebraOpDiv:
-        case kAlgebraOpPower:
-        case kAlgebraOpLess:
-        case kAlgebraOpGreater:
-        case kAlgebraOpLessEq:
-        case kAlgebraOpGreaterEq:
-        case kAlgebraOpEqual:
-        case kAlgebraOpNotEqual:
-        case kAlgebraOpAnd:
-        case kAlgebraOpOr: return true;
-        default: return false;
-    }
-}
-
-
 // Runs prepared code on `stack` (and block-safe statements on `scratch`, when given); 0 on a normal
 // end, else the depth where it stopped.
 int Execute(AlgebraWorkspace *ws, const AlgebraExecInstr *code, double *stack, double *scratch) {

@@ -20,29 +20,19 @@ extern "C" VELA_EXPORT void FnRivEst(VelaValue *rtn, VelaValue *pv, int cArg) {
 
     constexpr int kOutputs = 6;
     const int rows[kOutputs] = {k, k, 1, 1, 1, 1};
-    VelaValue *targets[kOutputs];
-    VelaValue out[kOutputs] = {};
-    for (int o = 0; o < kOutputs; ++o) targets[o] = OptionalRef(pv, cArg, 7 + o);
-    auto release = [&] {
-        for (VelaValue &v : out) VelaFreeByValue(&v);
-    };
+    PendingResult res[kOutputs];
+    for (int o = 0; o < kOutputs; ++o) res[o] = {OptionalRef(pv, cArg, 7 + o), rows[o], t2 + 1};
     Guarded(
         [&] {
-            for (int o = 0; o < kOutputs; ++o)
-                if (targets[o] && !VelaLibValMatMalloc(&out[o], rows[o], t2 + 1)) {
-                    release();
-                    VelaValSetInt(rtn, 0);
-                    return;
-                }
-            auto mat = [&](int o) { return targets[o] ? out[o].data.mat : nullptr; };
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
+            auto mat = [&](int o) { return res[o].rows_ptr(); };
             const int ok = tessel::RivRun(pv[0].data.mat, nEndog, k, nInstr, t1, t2, m0, mat(0), mat(1), mat(2),
                                           mat(3), mat(4), mat(5));
-            for (int o = 0; o < kOutputs; ++o)
-                if (targets[o]) MoveInto(targets[o], &out[o]);
+            DeliverResults(res);
             VelaValSetInt(rtn, ok);
         },
         [&] {
-            release();
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }

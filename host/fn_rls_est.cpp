@@ -15,29 +15,19 @@ extern "C" VELA_EXPORT void FnRlsEst(VelaValue *rtn, VelaValue *pv, int cArg) {
 
     constexpr int kOutputs = 7;
     const int rows[kOutputs] = {n * k, k, n, n, n, n, 1};
-    VelaValue *targets[kOutputs];
-    VelaValue out[kOutputs] = {};
-    for (int o = 0; o < kOutputs; ++o) targets[o] = OptionalRef(pv, cArg, 5 + o);
-    auto release = [&] {
-        for (VelaValue &v : out) VelaFreeByValue(&v);
-    };
+    PendingResult res[kOutputs];
+    for (int o = 0; o < kOutputs; ++o) res[o] = {OptionalRef(pv, cArg, 5 + o), rows[o], t2 + 1};
     Guarded(
         [&] {
-            for (int o = 0; o < kOutputs; ++o)
-                if (targets[o] && !VelaLibValMatMalloc(&out[o], rows[o], t2 + 1)) {
-                    release();
-                    VelaValSetInt(rtn, 0);
-                    return;
-                }
-            auto mat = [&](int o) { return targets[o] ? out[o].data.mat : nullptr; };
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
+            auto mat = [&](int o) { return res[o].rows_ptr(); };
             const int ok = tessel::RlsRun(pv[0].data.mat, pv[1].data.mat, t1, t2, pv[4].ival, n, k, mat(0), mat(1),
                                           mat(2), mat(3), mat(4), mat(5), mat(6));
-            for (int o = 0; o < kOutputs; ++o)
-                if (targets[o]) MoveInto(targets[o], &out[o]);
+            DeliverResults(res);
             VelaValSetInt(rtn, ok);
         },
         [&] {
-            release();
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }
