@@ -16,25 +16,18 @@ extern "C" VELA_EXPORT void FnEgarchVar(VelaValue *rtn, VelaValue *pv, int cArg)
     VelaValue *u_target = l_target ? RequiredRef(pv, 10) : nullptr;
     if (!u_target) return;
 
-    VelaValue l{}, u{};
+    PendingResult res[2] = {{l_target, T, 1}, {u_target, T, 1}};
     Guarded(
         [&] {
-            if (!VelaLibValMatMalloc(&l, T, 1) || !VelaLibValMatMalloc(&u, T, 1)) {
-                VelaFreeByValue(&l);
-                VelaFreeByValue(&u);
-                VelaValSetInt(rtn, 0);
-                return;
-            }
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
             tessel::EgarchVarRecursion(MatrixData(pv[0]), MatrixData(pv[1]), T, pv[2].data.dval, pv[3].data.dval,
                                        pv[4].data.dval, MatrixData(pv[5]), p, MatrixData(pv[6]), q, pv[7].ival,
-                                       pv[8].data.dval, MatrixData(l), MatrixData(u));
-            MoveInto(l_target, &l);
-            MoveInto(u_target, &u);
+                                       pv[8].data.dval, res[0].data(), res[1].data());
+            DeliverResults(res);
             VelaValSetInt(rtn, 1);
         },
         [&] {
-            VelaFreeByValue(&l);
-            VelaFreeByValue(&u);
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }

@@ -21,26 +21,18 @@ extern "C" VELA_EXPORT void FnGarchVar(VelaValue *rtn, VelaValue *pv, int cArg) 
     VelaValue *u_target = h_target ? RequiredRef(pv, 10) : nullptr;
     if (!u_target) return;
 
-    VelaValue h{}, u{};
+    PendingResult res[2] = {{h_target, T, 1}, {u_target, T, 1}};
     Guarded(
         [&] {
-            if (!VelaLibValMatMalloc(&h, T, 1) || !VelaLibValMatMalloc(&u, T, 1)) {
-                VelaFreeByValue(&h);
-                VelaFreeByValue(&u);
-                VelaValSetInt(rtn, 0);
-                return;
-            }
-            const double *theta = MatrixData(pv[2]);
-            tessel::GarchVarRecursion(MatrixData(pv[0]), MatrixData(pv[1]), theta, T, p, q, pv[5].ival,
-                                      pv[6].data.dval, pv[7].data.dval, pv[8].data.dval, MatrixData(h),
-                                      MatrixData(u));
-            MoveInto(h_target, &h);
-            MoveInto(u_target, &u);
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
+            tessel::GarchVarRecursion(MatrixData(pv[0]), MatrixData(pv[1]), MatrixData(pv[2]), T, p, q, pv[5].ival,
+                                      pv[6].data.dval, pv[7].data.dval, pv[8].data.dval, res[0].data(),
+                                      res[1].data());
+            DeliverResults(res);
             VelaValSetInt(rtn, 1);
         },
         [&] {
-            VelaFreeByValue(&h);
-            VelaFreeByValue(&u);
+            ReleaseResults(res);
             VelaValSetInt(rtn, 0);
         });
 }
