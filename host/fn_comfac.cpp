@@ -24,16 +24,12 @@ extern "C" VELA_EXPORT void FnComfac(VelaValue *rtn, VelaValue *pv, int cArg) {
     if (MatrixElements(pv[4]) != np) return VelaLibArgError(4);
     VelaValue *stat_target = RequiredRef(pv, 6);
     if (!stat_target) return;
-    VelaValue *df_target = OptionalRef(pv, cArg, 7), *p_target = OptionalRef(pv, cArg, 8);
-
-    VelaValue stat{}, df{}, pval{};
-    std::vector<int> pos;
-    auto release = [&] {
-        VelaFreeByValue(&stat);
-        VelaFreeByValue(&df);
-        VelaFreeByValue(&pval);
-        VelaValSetInt(rtn, 0);
+    PendingResult res[3] = {
+        {stat_target, 1, cmax},
+        {OptionalRef(pv, cArg, 7), 1, cmax},
+        {OptionalRef(pv, cArg, 8), 1, cmax},
     };
+    std::vector<int> pos;
     Guarded(
         [&] {
             // Positions: distinct whole numbers inside theta.
@@ -46,16 +42,14 @@ extern "C" VELA_EXPORT void FnComfac(VelaValue *rtn, VelaValue *pv, int cArg) {
                 if (seen[pos[q]]++) return VelaLibArgError(4);
             }
             if (cmax < 1 || cmax > r) return VelaLibArgError(5);
-            if (!VelaLibValMatMalloc(&stat, 1, cmax) || (df_target && !VelaLibValMatMalloc(&df, 1, cmax)) ||
-                (p_target && !VelaLibValMatMalloc(&pval, 1, cmax)))
-                return release();
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
             const int computed = tessel::ComfacTest(MatrixData(pv[0]), pv[1].data.mat, r, m, pos.data(), cmax,
-                                                    MatrixData(stat), df_target ? MatrixData(df) : nullptr,
-                                                    p_target ? MatrixData(pval) : nullptr);
-            MoveInto(stat_target, &stat);
-            if (df_target) MoveInto(df_target, &df);
-            if (p_target) MoveInto(p_target, &pval);
+                                                    res[0].data(), res[1].data(), res[2].data());
+            DeliverResults(res);
             VelaValSetInt(rtn, computed);
         },
-        release);
+        [&] {
+            ReleaseResults(res);
+            VelaValSetInt(rtn, 0);
+        });
 }

@@ -28,28 +28,23 @@ extern "C" VELA_EXPORT void FnRalsForecast(VelaValue *rtn, VelaValue *pv, int cA
     if (!(sigma2 >= 0.0) || !std::isfinite(sigma2)) return VelaLibArgError(5);
     VelaValue *yf_target = RequiredRef(pv, 6);
     if (!yf_target) return;
-    VelaValue *se_target = OptionalRef(pv, cArg, 7), *uf_target = OptionalRef(pv, cArg, 8);
     if (H == 0) return VelaValSetInt(rtn, 0);
 
-    VelaValue yf{}, se{}, uf{};
-    auto release = [&] {
-        VelaFreeByValue(&yf);
-        VelaFreeByValue(&se);
-        VelaFreeByValue(&uf);
-        VelaValSetInt(rtn, 0);
+    PendingResult res[3] = {
+        {yf_target, H, 1},
+        {OptionalRef(pv, cArg, 7), H, 1},
+        {OptionalRef(pv, cArg, 8), H, 1},
     };
     Guarded(
         [&] {
-            if (!VelaLibValMatMalloc(&yf, H, 1) || (se_target && !VelaLibValMatMalloc(&se, H, 1)) ||
-                (uf_target && !VelaLibValMatMalloc(&uf, H, 1)))
-                return release();
+            if (!AllocateResults(res)) return VelaValSetInt(rtn, 0);
             tessel::RalsForecast(MatrixData(pv[0]), MatrixData(pv[1]), pv[2].data.mat, k, T, H, r1, r2, sigma2,
-                                 MatrixData(yf), se_target ? MatrixData(se) : nullptr,
-                                 uf_target ? MatrixData(uf) : nullptr);
-            MoveInto(yf_target, &yf);
-            if (se_target) MoveInto(se_target, &se);
-            if (uf_target) MoveInto(uf_target, &uf);
+                                 res[0].data(), res[1].data(), res[2].data());
+            DeliverResults(res);
             VelaValSetInt(rtn, H);
         },
-        release);
+        [&] {
+            ReleaseResults(res);
+            VelaValSetInt(rtn, 0);
+        });
 }

@@ -24,34 +24,26 @@ extern "C" VELA_EXPORT void FnRalsFunc(VelaValue *rtn, VelaValue *pv, int cArg) 
     if (n < int64_t{k} + lags || n > 46340) return VelaLibArgError(0);
     VelaValue *resid_target = RequiredRef(pv, 5);
     if (!resid_target) return;
-    VelaValue *grad_target = OptionalRef(pv, cArg, 6), *hess_target = OptionalRef(pv, cArg, 7);
-
-    VelaValue resid{}, grad{}, hess{};
-    auto release = [&] {
-        VelaFreeByValue(&resid);
-        VelaFreeByValue(&grad);
-        VelaFreeByValue(&hess);
+    const int nn = static_cast<int>(n);
+    PendingResult res[3] = {
+        {resid_target, T, 1},
+        {OptionalRef(pv, cArg, 6), nn, 1},
+        {OptionalRef(pv, cArg, 7), nn, nn},
     };
     Guarded(
         [&] {
-            const int nn = static_cast<int>(n);
-            if (!VelaLibValMatMalloc(&resid, T, 1) || (grad_target && !VelaLibValMatMalloc(&grad, nn, 1)) ||
-                (hess_target && !VelaLibValMatMalloc(&hess, nn, nn)))
-                return release();
+            if (!AllocateResults(res)) return;
             const double *theta = MatrixData(pv[0]), *y = MatrixData(pv[1]);
             double **X = pv[2].data.mat;
-            double *u = MatrixData(resid);
+            double *u = res[0].data();
             const double rss = tessel::RalsResiduals(y, X, k, T, theta, r1, r2, u);
-            if (grad_target || hess_target) {
+            if (res[1].target || res[2].target) {
                 std::vector<double> d(k + lags);
-                tessel::RalsDerivatives(X, k, T, theta, r1, r2, u, grad_target ? MatrixData(grad) : nullptr,
-                                        hess_target ? hess.data.mat : nullptr, d.data());
+                tessel::RalsDerivatives(X, k, T, theta, r1, r2, u, res[1].data(), res[2].rows_ptr(), d.data());
             }
             tessel::RalsInnovations(u, T, theta, k, r1, r2);
-            MoveInto(resid_target, &resid);
-            if (grad_target) MoveInto(grad_target, &grad);
-            if (hess_target) MoveInto(hess_target, &hess);
+            DeliverResults(res);
             SetDouble(rtn, rss);
         },
-        release);
+        [&] { ReleaseResults(res); });
 }
