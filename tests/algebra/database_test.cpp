@@ -18,7 +18,9 @@ using DbPtr = std::unique_ptr<AlgebraDatabase, decltype(&AlgebraDbFree)>;
 DbPtr NewDb(int capacity, int vars) {
     DbPtr db(AlgebraDbCreate(capacity), &AlgebraDbFree);
     EXPECT_NE(db, nullptr);
-    if (db && vars > 0) EXPECT_EQ(AlgebraDbAddVariables(db.get(), vars), 0);
+    if (db && vars > 0) {
+        EXPECT_EQ(AlgebraDbAddVariables(db.get(), vars), 0);
+    }
     return db;
 }
 

@@ -139,7 +139,9 @@ TEST_F(AlgebraSampleFunctions, SortByReordersTwoColumnsOverAllObservationsAtZero
     EXPECT_EQ(Call(AlgebraFnSortBy, {x_, tag}, 0), lowest);
     const std::vector<double> sx = Values(x_), st = Values(tag);
     for (int t = 0; t < 19; ++t) {
-        if (t < 18) EXPECT_LE(sx[t], sx[t + 1]);
+        if (t < 18) {
+            EXPECT_LE(sx[t], sx[t + 1]);
+        }
         EXPECT_EQ(sx[t], xv[static_cast<int>(st[t])]);  // the companion moved with the key
     }
     EXPECT_TRUE(IsMissing(sx[19]));

@@ -50,10 +50,11 @@ inline Dense Inverse(const Dense &a) {
 }
 
 inline void ExpectSame(double got, double want, double tol, const char *what) {
-    if (IsMissing(want))
+    if (IsMissing(want)) {
         EXPECT_TRUE(IsMissing(got)) << what << ": expected missing, got " << got;
-    else if (got != want)  // equal infinities pass
+    } else if (got != want) {  // equal infinities pass
         EXPECT_NEAR(got, want, tol) << what;
+    }
 }
 
 // Equal element by element, two missing values counting as equal.

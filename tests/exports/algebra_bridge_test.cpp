@@ -240,7 +240,9 @@ TEST_F(AlgebraExports, WrongArgumentTypesAllocateNothing) {
         args[c.arg] = c.value;
         EXPECT_EQ(Init("f = &0; &0 = 1;"), "") << c.arg;
         EXPECT_EQ(VelawinErrorCount(), 1) << c.arg;
-        if (*c.error) EXPECT_EQ(std::string(VelawinLastError()), c.error);
+        if (*c.error) {
+            EXPECT_EQ(std::string(VelawinLastError()), c.error);
+        }
         EXPECT_EQ(allocated, 0) << c.arg;
         args[c.arg] = saved;
         EXPECT_EQ(Name(0), "") << "no state was made";
