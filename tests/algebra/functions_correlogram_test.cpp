@@ -14,18 +14,12 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-// AR(2) series with a few gaps.
+// AR(2) series around 5, with a few gaps.
 std::vector<double> Ar2Series(int m, unsigned seed, bool gaps) {
     std::mt19937 gen(seed);
     std::normal_distribution<double> e(0.0, 1.0);
     std::vector<double> x(m);
-    double a = 0.0, b = 0.0;
-    for (int t = 0; t < m; ++t) {
-        const double v = 0.6 * a - 0.3 * b + e(gen) + 5.0;
-        b = a;
-        a = v - 5.0;
-        x[t] = v;
-    }
+    for (int t = 0; t < m; ++t) x[t] = 5.0 + (t > 0 ? 0.6 * (x[t - 1] - 5) : 0) - (t > 1 ? 0.3 * (x[t - 2] - 5) : 0) + e(gen);
     if (gaps)
         for (int t = 3; t < m; t += 17) x[t] = kMissing;
     return x;
@@ -34,20 +28,16 @@ std::vector<double> Ar2Series(int m, unsigned seed, bool gaps) {
 // r_k from the definition: lagged products of deviations over pairs with both values present.
 std::vector<double> DirectAcf(const std::vector<double> &x) {
     const int m = static_cast<int>(x.size());
-    double s = 0.0;
-    int n = 0;
+    double s = 0.0, n = 0.0, c0 = 0.0;
     for (double v : x)
-        if (!IsMissing(v)) s += v, ++n;
-    const double mean = s / n;
+        if (!IsMissing(v)) s += v, n += 1;
+    for (double v : x)
+        if (!IsMissing(v)) c0 += (v - s / n) * (v - s / n);
     std::vector<double> r(m);
-    double c0 = 0.0;
-    for (double v : x)
-        if (!IsMissing(v)) c0 += (v - mean) * (v - mean);
     for (int k = 0; k < m; ++k) {
-        double c = 0.0;
         for (int t = 0; t + k < m; ++t)
-            if (!IsMissing(x[t]) && !IsMissing(x[t + k])) c += (x[t] - mean) * (x[t + k] - mean);
-        r[k] = c / c0;
+            if (!IsMissing(x[t]) && !IsMissing(x[t + k])) r[k] += (x[t] - s / n) * (x[t + k] - s / n);
+        r[k] /= c0;
     }
     return r;
 }

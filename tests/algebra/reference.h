@@ -43,12 +43,6 @@ inline std::vector<double> DenseSolve(const Dense &a, const std::vector<double> 
     return x;
 }
 
-inline Dense Inverse(const Dense &a) {
-    Dense id(a.size(), std::vector<double>(a.size(), 0.0));
-    for (size_t i = 0; i < a.size(); ++i) id[i][i] = 1.0;
-    return DenseSolve(a, id);
-}
-
 inline void ExpectSame(double got, double want, double tol, const char *what) {
     if (IsMissing(want)) {
         EXPECT_TRUE(IsMissing(got)) << what << ": expected missing, got " << got;
