@@ -1,6 +1,7 @@
 // Code listings and parse errors of the Algebra compiler.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -24,22 +25,21 @@ std::string CompileError(Program &p, const std::string &code, bool parameters = 
     return reports.Log().back().second;
 }
 
-TEST(AlgebraCompiler, EmptyProgramIsOneFinalStatementMark) {
+TEST(AlgebraCompiler, SimpleListings) {
     for (const char *code : {"", ";", ";;\n;"}) {
         Program p;
         ASSERT_TRUE(p.Compile(code)) << code;
         EXPECT_EQ(p.Code(), (Code{{OpStatement, -1}, {OpEnd, 0}})) << code;
     }
-}
-
-TEST(AlgebraCompiler, AssignmentCreatesItsTarget) {
-    Program p;
+    // An assignment creates its target; an expression statement discards its value.
+    Program p({{"y", {}}});
     ASSERT_EQ(AlgebraDbFind(p.db, "x"), -1);
-    ASSERT_TRUE(p.Compile("x = 2;"));
-    ASSERT_GE(AlgebraDbFind(p.db, "x"), 0);
-    const int x = p.Symbol("x");
-    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadConst, 2}, {OpStore, x}, {OpStatement, -1}, {OpEnd, 0}}));
-    EXPECT_EQ(p.ws.symbols[static_cast<size_t>(x)].data, p.db->data[AlgebraDbFind(p.db, "x")]);
+    ASSERT_TRUE(p.Compile("x = 2;\ny == 1;"));
+    ASSERT_EQ(AlgebraDbFind(p.db, "x"), 1);
+    const int x = p.Symbol("x"), y = p.Symbol("y");
+    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadConst, 2}, {OpStore, x}, {OpStatement, 0}, {OpLoadVar, y},
+                              {OpLoadConst, 1}, {OpOperator, 'E'}, {OpDiscard, -1}, {OpStatement, -1}, {OpEnd, 0}}));
+    EXPECT_EQ(p.ws.symbols[static_cast<size_t>(x)].data, p.db->data[1]);
 }
 
 // The constant slots that the statement's loads name.
@@ -112,9 +112,6 @@ TEST(AlgebraCompiler, ConditionalAssignmentListings) {
     const int b = q.Symbol("b"), c = q.Symbol("c"), z = q.Symbol("z");
     EXPECT_EQ(q.Code(), (Code{{OpStatement, 0}, {OpLoadVar, q.Symbol("a")}, {OpJumpFalse, 5}, {OpLoadVar, b}, {OpJump, 8},
                           {OpLoadVar, c}, {OpLoadConst, 1}, {OpOperator, '+'}, {OpStore, z}, {OpStatement, -1}, {OpEnd, 0}}));
-
-    Program r({{"a", {}}, {"b", {}}, {"c", {}}});
-    EXPECT_EQ(CompileError(r, "z = (a ? b : c);"), "Parse error: ) Missing on line 1");
 }
 
 TEST(AlgebraCompiler, IndexedLoadsAndStores) {
@@ -128,14 +125,6 @@ TEST(AlgebraCompiler, IndexedLoadsAndStores) {
                           {OpStatement, -1}, {OpEnd, 0}}));
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.Code()[4].arg)], 1990.0);
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.Code()[14].arg)], 2000.0);
-}
-
-TEST(AlgebraCompiler, ExpressionStatementDiscardsItsValue) {
-    Program p({{"x", {}}});
-    ASSERT_TRUE(p.Compile("x == 1;"));
-    const int x = p.Symbol("x");
-    EXPECT_EQ(p.Code(), (Code{{OpStatement, 0}, {OpLoadVar, x}, {OpLoadConst, 1}, {OpOperator, 'E'}, {OpDiscard, -1},
-                          {OpStatement, -1}, {OpEnd, 0}}));
 }
 
 TEST(AlgebraCompiler, FunctionCallsPassVariablesAsSymbolIndices) {
@@ -152,24 +141,16 @@ TEST(AlgebraCompiler, FunctionCallsPassVariablesAsSymbolIndices) {
     EXPECT_EQ(code[4], (AlgebraInstr{OpLoadVar, x}));
     EXPECT_EQ(code[7], (AlgebraInstr{OpCall, log}));
     EXPECT_EQ(code[8], (AlgebraInstr{OpOperator, '+'}));
-}
-
-TEST(AlgebraCompiler, DestinationArgumentsAreCreated) {
-    Program p({{"x", {}}});
+    // Destination arguments are created.
     ASSERT_TRUE(p.Compile("s = smooth_hp(x, 1600, trend_x);"));
     EXPECT_GE(AlgebraDbFind(p.db, "trend_x"), 0);
     EXPECT_GE(AlgebraDbFind(p.db, "s"), 0);
 }
 
 TEST(AlgebraCompiler, DateAndTimeLiterals) {
-    struct Case {
-        const char *code;
-        double value;
-    };
-    // Day numbers counted independently: 1 January 2000 is day 2451545, and 2000 to 2020 holds
-    // five leap days.
+    // 1 January 2000 is day 2451545, and 2000 to 2020 holds five leap days.
     const double jan15_2020 = 2451545.0 + 20 * 365 + 5 + 14;
-    const Case cases[] = {
+    const std::pair<const char *, double> cases[] = {
         {"d = 2020-01-15;", jan15_2020},
         {"d = 2020-1-15 12:00:00;", jan15_2020 + 0.5},
         {"d = 10.0-2-3;", CalMakeDate(10, 2, 3)},
@@ -178,21 +159,20 @@ TEST(AlgebraCompiler, DateAndTimeLiterals) {
         {"d = 0:0:1.239;", 1.23 / 86400.0},
         {"d = 2020-0-15;", 4294967295.0},
     };
-    for (const Case &k : cases) {
+    for (const auto &[text, value] : cases) {
         Program p;
-        ASSERT_TRUE(p.Compile(k.code)) << k.code;
+        ASSERT_TRUE(p.Compile(text)) << text;
         const Code code = p.Code();
-        ASSERT_EQ(code.size(), 5u) << k.code;
+        ASSERT_EQ(code.size(), 5u) << text;
         ASSERT_EQ(code[1].op, OpLoadConst);
-        EXPECT_NEAR(p.ws.consts[static_cast<size_t>(code[1].arg)], k.value, 1e-9) << k.code;
+        EXPECT_NEAR(p.ws.consts[static_cast<size_t>(code[1].arg)], value, 1e-9) << text;
     }
     // Incomplete patterns leave ordinary arithmetic.
-    for (const char *code : {"d = 10-2;", "d = 10.5-2-3;"}) {
-        Program p({{"c", {}}});
-        ASSERT_TRUE(p.Compile(code)) << code;
-        int ops = 0;
-        for (const AlgebraInstr &in : p.Code()) ops += in.op == OpOperator && in.arg == '-';
-        EXPECT_GT(ops, 0) << code;
+    for (const char *text : {"d = 10-2;", "d = 10.5-2-3;"}) {
+        Program p;
+        ASSERT_TRUE(p.Compile(text)) << text;
+        const Code code = p.Code();
+        EXPECT_GT(std::count(code.begin(), code.end(), AlgebraInstr{OpOperator, '-'}), 0) << text;
     }
     Program half;
     EXPECT_EQ(CompileError(half, "d = 1:30;"), "Parse error: ; Missing on line 1");
@@ -211,137 +191,106 @@ TEST(AlgebraCompiler, ParametersAndStartValues) {
     EXPECT_EQ(p.map[2], -1);
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.map[3])], -0.5);
     EXPECT_EQ(p.ws.consts[static_cast<size_t>(p.map[1])], 2.0);
-    // Parameter statements emit no code.
-    int loads = 0;
-    for (const AlgebraInstr &in : p.Code()) loads += in.op == OpLoadConst && (in.arg == p.map[1] || in.arg == p.map[3]);
-    EXPECT_EQ(loads, 2);
-    EXPECT_EQ(p.Code().front(), (AlgebraInstr{OpStatement, 0}));
-
+    // Parameter statements emit no code; the only statement loads both parameters.
+    const Code code = p.Code();
+    EXPECT_EQ(std::count(code.begin(), code.end(), AlgebraInstr{OpStatement, 0}), 1);
+    EXPECT_EQ(std::count_if(code.begin(), code.end(), [&](const AlgebraInstr &in) {
+                  return in.op == OpLoadConst && (in.arg == p.map[1] || in.arg == p.map[3]);
+              }), 2);
     Program unset;
     ASSERT_TRUE(unset.Compile("y = &2;", true));
     EXPECT_TRUE(IsMissing(unset.ws.consts[static_cast<size_t>(unset.map[2])]));
-
-    Program full;
-    EXPECT_EQ(CompileError(full, "&500 = 1;", true), "Parse error: 500 Parameter buffer full on line 1");
-    Program full2;
-    EXPECT_EQ(CompileError(full2, "y = &499 + &500;", true), "Parse error: 500 Parameter buffer full on line 1");
-}
-
-TEST(AlgebraCompiler, ParametersOutsideModelFormulation) {
-    Program p;
-    CapturedReports reports;
-    EXPECT_FALSE(p.Compile("y = 1 + &0;"));
-    ASSERT_EQ(reports.Log().size(), 2u);
-    EXPECT_EQ(reports.Log()[0].first, "Warning");
-    EXPECT_EQ(reports.Log()[0].second, "'&' indicates a parameter, and is only allowed in Model formulation");
-    EXPECT_EQ(reports.Log()[1].second, "Parse error: & Out of place on line 1");
+    for (const char *full : {"&500 = 1;", "y = &499 + &500;"}) {
+        Program f;
+        EXPECT_EQ(CompileError(f, full, true), "Parse error: 500 Parameter buffer full on line 1");
+    }
+    // Outside model formulation a parameter is a warning and then an error.
     Program q;
-    EXPECT_EQ(CompileError(q, "&0 = 1;"), "Parse error: & Out of place on line 1");
+    CapturedReports reports;
+    EXPECT_FALSE(q.Compile("y = 1 + &0;"));
+    EXPECT_EQ(reports.Log(), (std::vector<std::pair<std::string, std::string>>{
+                                 {"Warning", "'&' indicates a parameter, and is only allowed in Model formulation"},
+                                 {"Error", "Parse error: & Out of place on line 1"}}));
+    Program r;
+    EXPECT_EQ(CompileError(r, "&0 = 1;"), "Parse error: & Out of place on line 1");
 }
 
 TEST(AlgebraCompiler, DeleteRunsAtCompileTime) {
-    Program p({{"x", {1}}, {"w", {2}}, {"v", {3}}});
-    ASSERT_TRUE(p.Compile("delete(w, nosuch, \"v\");\ny = x;"));
+    Program p({{"x", {1, 2, 3}}, {"w", {2}}, {"v", {3}}}, 3);
+    ASSERT_TRUE(p.Compile("delete(w, nosuch, \"v\");\ny = x + 1;"));
     EXPECT_EQ(AlgebraDbFind(p.db, "w"), -1);
     EXPECT_EQ(AlgebraDbFind(p.db, "v"), -1);
     EXPECT_EQ(AlgebraDbFind(p.db, "x"), 0);
     EXPECT_EQ(p.db->count, 2);  // x and the new y
     EXPECT_EQ(p.ws.symbols[static_cast<size_t>(p.Symbol("y"))].var, 1);
-    // Only the assignment produced code.
-    EXPECT_EQ(p.Code().size(), 5u);
-
-    Program q({{"x", {}}});
-    EXPECT_EQ(CompileError(q, "delete(1);"), "Parse error: identifier Argument must be variable name, found on line 1");
-}
-
-TEST(AlgebraCompiler, DeletedVariableStillRunsOnItsOwnColumn) {
-    Program p({{"x", {1, 2, 3}}});
+    EXPECT_EQ(p.Code().size(), 7u);  // only the assignment produced code
+    // A variable deleted after its assignment still runs on its own column.
     ASSERT_TRUE(p.Compile("y = x + 1; delete(y); z = y * 2;"));
     EXPECT_EQ(AlgebraDbFind(p.db, "y"), -1);
     ASSERT_TRUE(p.Run(0, 2));
-    const std::vector<double> z = p.Var("z");
-    EXPECT_EQ(z[0], 4.0);
-    EXPECT_EQ(z[2], 8.0);
+    EXPECT_EQ(p.Var("z"), (std::vector<double>{4, 6, 8}));
+    EXPECT_EQ(CompileError(p, "delete(1);"), "Parse error: identifier Argument must be variable name, found on line 1");
 }
 
-TEST(AlgebraCompiler, TextAfterClosingBraceIsIgnored) {
-    Program p;
-    ASSERT_TRUE(p.Compile("x = 1; } y = undeclared + ;"));
-    EXPECT_EQ(AlgebraDbFind(p.db, "y"), -1);
-    EXPECT_EQ(p.Code().size(), 5u);
-}
-
-TEST(AlgebraCompiler, QuotedNamesAndShadowedFunctions) {
-    Program p({{"log", {2, 4}}, {"x", {1, 10}}});
+TEST(AlgebraCompiler, QuotedNamesShadowedFunctionsAndTheClosingBrace) {
+    Program p({{"log", {2, 4}}, {"x", {1, 10}}}, 2);
     ASSERT_TRUE(p.Compile("\"my var\" = log + 1;\ny = log(x) + \"my var\";"));
     ASSERT_TRUE(p.Run(0, 1));
-    const std::vector<double> y = p.Var("y");
-    EXPECT_DOUBLE_EQ(y[0], 0.0 + 3.0);
-    EXPECT_DOUBLE_EQ(y[1], std::log(10.0) + 5.0);
+    EXPECT_DOUBLE_EQ(p.Var("y")[0], 0.0 + 3.0);
+    EXPECT_DOUBLE_EQ(p.Var("y")[1], std::log(10.0) + 5.0);
+    // Text after a closing brace is ignored.
+    Program q;
+    ASSERT_TRUE(q.Compile("x = 1; } y = undeclared + ;"));
+    EXPECT_EQ(AlgebraDbFind(q.db, "y"), -1);
+    EXPECT_EQ(q.Code().size(), 5u);
 }
 
 TEST(AlgebraCompiler, ParseErrorMessages) {
-    struct Case {
-        const char *code;
-        const char *message;
+    const std::pair<const char *, const char *> cases[] = {
+        {"y = x + 1", "; Missing on line 1"},
+        {"y = nosuch + 1;", "nosuch Undeclared identifier on line 1"},
+        {"y = x(1);", "x Not a function on line 1"},
+        {"y = log;", "( Missing on line 1"},
+        {"y = log(x;", ") Missing on line 1"},
+        {"y = diff(x 1);", "1 Argument must be variable name, found on line 1"},
+        {"y = lag(x + 1, 1);", "+ Argument must be variable name, found on line 1"},
+        {"y = lag(2, 1);", "2 Argument must be variable name, found on line 1"},
+        {"y = lag(log, 1);", "log Expected a variable, not a function on line 1"},
+        {"y = lag(nosuch, 1);", "nosuch Undeclared identifier on line 1"},
+        {"y = log[1];", "log Expected a variable, not a function on line 1"},
+        {"y = nofunc(x);", "nofunc Undeclared identifier on line 1"},
+        {"y = x^-1;", "- Out of place on line 1"},
+        {"1 + x;", "1 Out of place on line 1"},
+        {"(x);", "( Out of place on line 1"},
+        {"y = x[1;", "] Missing on line 1"},
+        {"y[1] 2;", "= Missing on line 1"},
+        {"x x;", "; Missing on line 1"},
+        {"y = ;", "; Out of place on line 1"},
+        {"y = x &&;", "; Out of place on line 1"},
+        {"y = x +", "end of code Out of place on line 1"},
+        {"y = TRUE FALSE;", "; Missing on line 1"},
+        {"\n\ny = x\n+ ==;", "== Out of place on line 4"},
+        {"y = x;\n\nz = PI PI;", "; Missing on line 3"},
+        {"y = \"no var\";", "no var Undeclared identifier on line 1"},
+        {"z = (x ? x : x);", ") Missing on line 1"},
     };
-    const Case cases[] = {
-        {"y = x + 1", "Parse error: ; Missing on line 1"},
-        {"y = nosuch + 1;", "Parse error: nosuch Undeclared identifier on line 1"},
-        {"y = x(1);", "Parse error: x Not a function on line 1"},
-        {"y = log;", "Parse error: ( Missing on line 1"},
-        {"y = log(x;", "Parse error: ) Missing on line 1"},
-        {"y = diff(x 1);", "Parse error: 1 Argument must be variable name, found on line 1"},
-        {"y = lag(x + 1, 1);", "Parse error: + Argument must be variable name, found on line 1"},
-        {"y = lag(2, 1);", "Parse error: 2 Argument must be variable name, found on line 1"},
-        {"y = lag(log, 1);", "Parse error: log Expected a variable, not a function on line 1"},
-        {"y = lag(nosuch, 1);", "Parse error: nosuch Undeclared identifier on line 1"},
-        {"y = log[1];", "Parse error: log Expected a variable, not a function on line 1"},
-        {"y = nofunc(x);", "Parse error: nofunc Undeclared identifier on line 1"},
-        {"y = x^-1;", "Parse error: - Out of place on line 1"},
-        {"1 + x;", "Parse error: 1 Out of place on line 1"},
-        {"(x);", "Parse error: ( Out of place on line 1"},
-        {"y = x[1;", "Parse error: ] Missing on line 1"},
-        {"y[1] 2;", "Parse error: = Missing on line 1"},
-        {"x x;", "Parse error: ; Missing on line 1"},
-        {"y = ;", "Parse error: ; Out of place on line 1"},
-        {"y = x &&;", "Parse error: ; Out of place on line 1"},
-        {"y = x +", "Parse error: end of code Out of place on line 1"},
-        {"y = TRUE FALSE;", "Parse error: ; Missing on line 1"},
-        {"\n\ny = x\n+ ==;", "Parse error: == Out of place on line 4"},
-        {"y = x;\n\nz = PI PI;", "Parse error: ; Missing on line 3"},
-        {"y = \"no var\";", "Parse error: no var Undeclared identifier on line 1"},
-    };
-    for (const Case &k : cases) {
+    for (const auto &[code, message] : cases) {
         Program p({{"x", {}}});
-        EXPECT_EQ(CompileError(p, k.code), k.message) << k.code;
+        EXPECT_EQ(CompileError(p, code), std::string("Parse error: ") + message) << code;
     }
-}
-
-TEST(AlgebraCompiler, LineOffsetIsAddedToReportedLines) {
     Program p;
-    p.ws.line_offset = 10;
+    p.ws.line_offset = 10;  // added to the reported lines
     EXPECT_EQ(CompileError(p, "\ny = ;"), "Parse error: ; Out of place on line 12");
 }
 
-TEST(AlgebraCompiler, CodeBufferFullWithinOneStatement) {
-    Program p({{"x", {}}});
+TEST(AlgebraCompiler, Capacities) {
+    // The code buffer is full within one statement, but grows between statements.
+    Program p({{"x", {1, 2}}}, 2);
     std::string code = "y = x";
     for (int i = 0; i < 120; ++i) code += " + x";
-    code += ";";
-    EXPECT_EQ(CompileError(p, code), "Parse error:  Code buffer full on line 1");
-}
-
-TEST(AlgebraCompiler, BuffersGrowBetweenStatements) {
-    Program p({{"x", {1, 2}}}, 2);
-    std::string code;
-    for (int i = 0; i < 400; ++i) {
-        code += 'v';
-        code += std::to_string(i);
-        code += " = x + ";
-        code += std::to_string(i + 100);
-        code += ".5;\n";
-    }
+    EXPECT_EQ(CompileError(p, code + ";"), "Parse error:  Code buffer full on line 1");
+    code.clear();
+    for (int i = 0; i < 400; ++i) code += "v" + std::to_string(i) + " = x + " + std::to_string(i + 100) + ".5;\n";
     ASSERT_TRUE(p.Compile(code));
     EXPECT_GT(p.ws.code.size(), 1000u);
     EXPECT_GE(p.ws.consts.size(), 800u);
@@ -349,28 +298,15 @@ TEST(AlgebraCompiler, BuffersGrowBetweenStatements) {
     ASSERT_TRUE(p.Run(0, 1));
     EXPECT_EQ(p.Var("v0")[1], 102.5);
     EXPECT_EQ(p.Var("v399")[0], 500.5);
+    // Deep nesting is rejected, not followed; moderate nesting is fine.
+    EXPECT_FALSE(p.Compile("y = " + std::string(100000, '(') + "1" + std::string(100000, ')') + ";"));
+    EXPECT_FALSE(p.Compile("y = " + std::string(100000, '-') + "1;"));
+    EXPECT_TRUE(p.Compile("y = " + std::string(50, '(') + "1" + std::string(50, ')') + ";"));
 }
-
-TEST(AlgebraCompiler, DeepNestingIsRejectedNotFollowed) {
-    Program p;
-    const std::string code = "y = " + std::string(100000, '(') + "1" + std::string(100000, ')') + ";";
-    EXPECT_FALSE(p.Compile(code));
-    Program q;
-    EXPECT_FALSE(q.Compile("y = " + std::string(100000, '-') + "1;"));
-    // Moderate nesting is fine.
-    Program r;
-    ASSERT_TRUE(r.Compile("y = " + std::string(50, '(') + "1" + std::string(50, ')') + ";"));
-}
-
-}  // namespace
-}  // namespace tessel::testing
-
-namespace tessel::testing {
-namespace {
 
 // Programs stitched together from random tokens either fail to compile with a message or compile and
 // run; nothing reads or writes outside its buffers (the sanitizer build checks that).
-TEST(AlgebraCompilerFuzz, RandomProgramsCompileOrFailCleanly) {
+TEST(AlgebraCompiler, RandomProgramsCompileOrFailCleanly) {
     const std::vector<std::string> operands = {"x", "y", "-1", "2", "x[-1]", "y[2]", "x[1990(3)]", "log(x)",
                                                "lag(y, 1)", "MISSING", "&0", "&2", "(x ? y : 2)", "mean(x)",
                                                "2020-01-15", "12:30:00", "NOBS", "\"q\""};
@@ -386,19 +322,15 @@ TEST(AlgebraCompilerFuzz, RandomProgramsCompileOrFailCleanly) {
     for (int trial = 0; trial < 3000; ++trial) {
         // Odd trials: statements of random operands and operators; even ones: any tokens at all.
         std::string code = trial % 2 ? "z = " : "";
-        for (int i = 0; i < 1 + trial % 13; ++i) {
-            code += pick(trial % 2 ? operands : stray) + " ";
-            code += pick(trial % 3 ? operators : stray) + " ";
-        }
+        for (int i = 0; i < 1 + trial % 13; ++i)
+            code += pick(trial % 2 ? operands : stray) + " " + pick(trial % 3 ? operators : stray) + " ";
         code += pick(operands) + (trial % 5 ? ";" : "");
         Program p({{"x", {1, 2, 3, 4, 5, 6}}, {"y", {0, kMissing, 2, 3, 4, 5}}}, 6, 1990, 1, 4);
         CapturedReports reports;
-        if (p.Compile(code, trial % 4 < 2)) {
-            ++compiled;
-            p.Run(trial % 7 - 1, trial % 9 - 1);
-        } else {
+        if (p.Compile(code, trial % 4 < 2))
+            ++compiled, p.Run(trial % 7 - 1, trial % 9 - 1);
+        else
             EXPECT_FALSE(reports.Log().empty()) << code;
-        }
     }
     EXPECT_GT(compiled, 200);
 }

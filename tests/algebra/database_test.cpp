@@ -7,20 +7,16 @@
 #include <string>
 
 #include "numeric/missing.h"
-#include "tests/algebra/report_capture.h"
+#include "tests/algebra/engine_fixture.h"
 
 namespace tessel {
 namespace {
 
-using testing_support::ReportCapture;
-
-struct DbDeleter {
-    void operator()(AlgebraDatabase *db) const { AlgebraDbFree(db); }
-};
-using DbPtr = std::unique_ptr<AlgebraDatabase, DbDeleter>;
+using testing::CapturedReports;
+using DbPtr = std::unique_ptr<AlgebraDatabase, decltype(&AlgebraDbFree)>;
 
 DbPtr NewDb(int capacity, int vars) {
-    DbPtr db(AlgebraDbCreate(capacity));
+    DbPtr db(AlgebraDbCreate(capacity), &AlgebraDbFree);
     EXPECT_NE(db, nullptr);
     if (db && vars > 0) {
         EXPECT_EQ(AlgebraDbAddVariables(db.get(), vars), 0);
@@ -30,10 +26,14 @@ DbPtr NewDb(int capacity, int vars) {
 
 int g_notified = 0;
 void CountNotify(AlgebraDatabase *, void *) { ++g_notified; }
+void Observe(AlgebraDatabase *db) {
+    g_notified = 0;
+    AlgebraDbSetObserver(db, CountNotify, nullptr);
+}
+const std::string &Reported(size_t i) { return CapturedReports::Log().at(i).second; }
 
-const std::string &Reported(size_t i) { return ReportCapture::Messages().at(i).second; }
-
-TEST(AlgebraDatabase, AddedVariablesStartMissingAndAreNamedBySlot) {
+TEST(AlgebraDatabase, AddedVariablesStartMissingAndCapacityGrowsByAtLeast256) {
+    CapturedReports reports;
     DbPtr db = NewDb(0, 1);
     EXPECT_EQ(db->nobs, 10) << "default sample 1996(1) - 2005(1), annual";
     EXPECT_STREQ(db->names[0], "Var1");
@@ -48,27 +48,24 @@ TEST(AlgebraDatabase, AddedVariablesStartMissingAndAreNamedBySlot) {
     AlgebraDbDelete(db.get(), 0);
     EXPECT_EQ(AlgebraDbAddVariables(db.get(), 1), 9);
     EXPECT_STREQ(db->names[9], "Var10");
-}
 
-TEST(AlgebraDatabase, CapacityGrowsByAtLeast256) {
-    ReportCapture capture;
-    DbPtr db = NewDb(5, 5);
-    ASSERT_EQ(AlgebraDbAddVariables(db.get(), 300), 5);
-    EXPECT_EQ(db->capacity, 305);
-    ASSERT_EQ(AlgebraDbAddVariables(db.get(), 1), 305);
-    EXPECT_EQ(db->capacity, 305 + 256);
-    ASSERT_EQ(AlgebraDbAddVariables(db.get(), 255), 306);
-    EXPECT_EQ(db->capacity, 561) << "fits without growing";
-    ASSERT_EQ(AlgebraDbSetDatabaseName(db.get(), "macro"), 1);
-    EXPECT_EQ(AlgebraDbAddVariables(db.get(), 2147483000), -1);
-    EXPECT_EQ(db->count, 561);
-    ASSERT_EQ(ReportCapture::Messages().size(), 1u);
-    EXPECT_EQ(ReportCapture::Messages()[0].first, "Error");
+    DbPtr big = NewDb(5, 5);
+    ASSERT_EQ(AlgebraDbAddVariables(big.get(), 300), 5);
+    EXPECT_EQ(big->capacity, 305);
+    ASSERT_EQ(AlgebraDbAddVariables(big.get(), 1), 305);
+    EXPECT_EQ(big->capacity, 305 + 256);
+    ASSERT_EQ(AlgebraDbAddVariables(big.get(), 255), 306);
+    EXPECT_EQ(big->capacity, 561) << "fits without growing";
+    ASSERT_EQ(AlgebraDbSetDatabaseName(big.get(), "macro"), 1);
+    EXPECT_EQ(AlgebraDbAddVariables(big.get(), 2147483000), -1);
+    EXPECT_EQ(big->count, 561);
+    ASSERT_EQ(reports.Log().size(), 1u);
+    EXPECT_EQ(reports.Log()[0].first, "Error");
     EXPECT_EQ(Reported(0), "Maximum number of variables reached in database macro");
 }
 
 TEST(AlgebraDatabase, RenameCleansTheNameAndKeepsItUnique) {
-    ReportCapture capture;
+    CapturedReports reports;
     DbPtr db = NewDb(4, 3);
     EXPECT_EQ(AlgebraDbRename(db.get(), 0, " \t my\"x\" \r\n", 1), 1);
     EXPECT_STREQ(db->names[0], "my_x_");
@@ -78,19 +75,16 @@ TEST(AlgebraDatabase, RenameCleansTheNameAndKeepsItUnique) {
     for (const char *bad : {"  \t ", "", static_cast<const char *>(nullptr)}) EXPECT_EQ(AlgebraDbRename(db.get(), 1, bad, 1), 0);
     EXPECT_EQ(AlgebraDbRename(db.get(), 3, "ok", 1), 0);
     EXPECT_EQ(AlgebraDbRename(db.get(), -1, "ok", 1), 0);
-
     EXPECT_EQ(AlgebraDbRename(db.get(), 1, "my_x_", 0), 0);
-    EXPECT_TRUE(ReportCapture::Messages().empty()) << "reported only on request";
+    EXPECT_TRUE(reports.Log().empty()) << "reported only on request";
     EXPECT_EQ(AlgebraDbRename(db.get(), 1, " my_x_", 1), 0);
     EXPECT_EQ(Reported(0), "my_x_ already exists, use a different name");
     EXPECT_EQ(AlgebraDbRename(db.get(), 1, "MY_X_", 1), 1) << "names are case-sensitive";
     EXPECT_EQ(AlgebraDbFind(db.get(), "MY_X_"), 1);
     EXPECT_EQ(AlgebraDbFind(db.get(), "my_X_"), -1);
-
     // Renaming to the current name is no edit; SetName skips the uniqueness test.
-    g_notified = 0;
     db->changed = 0;
-    AlgebraDbSetObserver(db.get(), CountNotify, nullptr);
+    Observe(db.get());
     EXPECT_EQ(AlgebraDbRename(db.get(), 0, "my_x_", 1), 1);
     EXPECT_EQ(g_notified + db->changed, 0);
     EXPECT_EQ(AlgebraDbSetName(db.get(), 2, "my_x_"), 1);
@@ -99,19 +93,16 @@ TEST(AlgebraDatabase, RenameCleansTheNameAndKeepsItUnique) {
 }
 
 TEST(AlgebraDatabase, DeleteShiftsProtectsAndDefersInBatchMode) {
-    ReportCapture capture;
+    CapturedReports reports;
     DbPtr db = NewDb(4, 5);
     db->data[2][0] = 2.0;
     db->flags[0] |= kAlgebraVarProtected;
-    g_notified = 0;
-    AlgebraDbSetObserver(db.get(), CountNotify, nullptr);
+    Observe(db.get());
     AlgebraDbDelete(db.get(), 1);
     ASSERT_EQ(db->count, 4);
     EXPECT_STREQ(db->names[1], "Var3");
     EXPECT_EQ(db->data[1][0], 2.0);
-    AlgebraDbDelete(db.get(), 0);
-    AlgebraDbDelete(db.get(), 4);
-    AlgebraDbDelete(db.get(), -1);
+    for (int v : {0, 4, -1}) AlgebraDbDelete(db.get(), v);
     EXPECT_EQ(db->count, 4);
     EXPECT_EQ(Reported(0), "Var1 cannot be deleted");
     EXPECT_EQ(g_notified, 1);
@@ -134,8 +125,8 @@ TEST(AlgebraDatabase, DeleteShiftsProtectsAndDefersInBatchMode) {
 }
 
 // Walking the calendar one period at a time is an independent account of the sample arithmetic.
-TEST(AlgebraSampleArithmetic, AgreesWithCountingPeriods) {
-    for (int f : {1, 4, 12, 52}) {
+TEST(AlgebraDatabase, SampleArithmeticAgreesWithCountingPeriods) {
+    for (int f : {1, 4, 12, 52})
         for (int p1 = 1; p1 <= f; p1 += (f > 4 ? 5 : 1)) {
             AlgebraSample s{1990, p1, 0, 0, f};
             int year = 1990, period = p1;
@@ -148,20 +139,14 @@ TEST(AlgebraSampleArithmetic, AgreesWithCountingPeriods) {
                 if (++period > f) period = 1, ++year;
             }
         }
-    }
-    AlgebraSample q{1990, 1, 1990, 4, 4};
-    EXPECT_EQ(AlgebraSampleObservations(q), 4);
-    EXPECT_EQ(AlgebraSampleYear(q, 4), 1991);
-    EXPECT_EQ(AlgebraSamplePeriod(q, 4), 1);
     AlgebraSample zero{2000, 1, 2001, 1, 0};  // counts as annual: no division by zero
     EXPECT_EQ(AlgebraSampleYear(zero, 3), 2003);
 }
 
 TEST(AlgebraDatabase, SetSample) {
-    ReportCapture capture;
+    CapturedReports reports;
     DbPtr db = NewDb(2, 0);
-    g_notified = 0;
-    AlgebraDbSetObserver(db.get(), CountNotify, nullptr);
+    Observe(db.get());
     AlgebraDbSetSample(db.get(), AlgebraSample{1996, 1, 2005, 1, 1});
     EXPECT_EQ(g_notified + db->changed, 0) << "an identical sample is no edit";
     AlgebraDbSetSample(db.get(), AlgebraSample{1990, 3, 1990, 1, 4});
@@ -173,12 +158,11 @@ TEST(AlgebraDatabase, SetSample) {
     ASSERT_EQ(db->nobs, 40);
     ASSERT_GE(db->storage[0]->count, 40);
     EXPECT_TRUE(IsMissing(db->data[0][39]));
-
     AlgebraDbSetSample(db.get(), AlgebraSample{1, 1, 200000000, 1, 1});
     EXPECT_EQ(db->nobs, 100000000);
     EXPECT_EQ(db->sample.endYear, 100000000);
-    ASSERT_EQ(ReportCapture::Messages().size(), 1u);
-    EXPECT_EQ(ReportCapture::Messages()[0].first, "Warning");
+    ASSERT_EQ(reports.Log().size(), 1u);
+    EXPECT_EQ(reports.Log()[0].first, "Warning");
     EXPECT_EQ(Reported(0), "Truncated number of observations to 100000000");
     AlgebraDbSetSample(db.get(), AlgebraSample{-2000000000, 1, 2000000000, 12, 12});  // no overflow
     EXPECT_EQ(db->nobs, 100000000);
@@ -208,7 +192,7 @@ TEST(AlgebraDatabase, ObsRange) {
     EXPECT_TRUE(IsMissing(AlgebraDbDateAt(db.get(), 1000)));
 }
 
-TEST(AlgebraJournal, UndoesAndRedoesEditsOnlyWhenEnabled) {
+TEST(AlgebraDatabase, JournalUndoesAndRedoesEditsOnlyWhenEnabled) {
     DbPtr db = NewDb(2, 2);
     ASSERT_EQ(AlgebraDbRename(db.get(), 0, "x", 0), 1);
     EXPECT_EQ(AlgebraDbUndo(db.get()), 0) << "off unless the owner enables it";
@@ -220,7 +204,6 @@ TEST(AlgebraJournal, UndoesAndRedoesEditsOnlyWhenEnabled) {
     ASSERT_EQ(AlgebraDbSetLabel(db.get(), 0, "a label"), 1);
     AlgebraDbMarkModified(db.get(), 1, 1);
     for (int t = 0; t < 10; ++t) db->data[1][t] = -1.0;
-
     ASSERT_EQ(AlgebraDbUndo(db.get()), 1);
     for (int t = 0; t < 10; ++t) EXPECT_EQ(db->data[1][t], t);
     ASSERT_EQ(AlgebraDbUndo(db.get()), 1);
@@ -231,7 +214,6 @@ TEST(AlgebraJournal, UndoesAndRedoesEditsOnlyWhenEnabled) {
     EXPECT_STREQ(db->names[0], "x");
     EXPECT_EQ(db->changed, 0) << "the first edit found the database unchanged";
     EXPECT_EQ(AlgebraDbUndo(db.get()), 0);
-
     ASSERT_EQ(AlgebraDbRedo(db.get()), 1);
     EXPECT_STREQ(db->names[0], "y");
     ASSERT_EQ(AlgebraDbRedo(db.get()), 1);
@@ -240,30 +222,29 @@ TEST(AlgebraJournal, UndoesAndRedoesEditsOnlyWhenEnabled) {
     EXPECT_EQ(AlgebraDbRedo(db.get()), 0) << "a new edit cuts off the redo part";
     ASSERT_EQ(AlgebraDbUndo(db.get()), 1);
     EXPECT_STREQ(db->names[0], "y");
-}
 
-TEST(AlgebraJournal, UndoesABatchAsOneStep) {
-    DbPtr db = NewDb(2, 2);
-    db->data[1][3] = 42.0;
+    // A batch is undone as one step.
+    DbPtr b = NewDb(2, 2);
+    b->data[1][3] = 42.0;
     const char block[] = "owned";
-    ASSERT_EQ(AlgebraDbSetBlock(db.get(), 0, block, sizeof block), 1);
-    AlgebraDbEnableJournal(db.get(), 1);
-    AlgebraDbBeginBatch(db.get());
-    ASSERT_EQ(AlgebraDbAddVariables(db.get(), 3), 2);
-    ASSERT_EQ(AlgebraDbRename(db.get(), 1, "b", 0), 1);
-    AlgebraDbDelete(db.get(), 0);
-    AlgebraDbEndBatch(db.get());
-    ASSERT_EQ(db->count, 4);
-    EXPECT_STREQ(db->names[0], "b");
-    ASSERT_EQ(AlgebraDbUndo(db.get()), 1);
-    ASSERT_EQ(db->count, 2);
-    EXPECT_STREQ(db->names[1], "Var2");
-    EXPECT_EQ(db->data[1][3], 42.0);
-    EXPECT_STREQ(static_cast<const char *>(db->kinds[0].block), "owned");
-    EXPECT_EQ(AlgebraDbUndo(db.get()), 0);
-    ASSERT_EQ(AlgebraDbRedo(db.get()), 1);
-    ASSERT_EQ(db->count, 4);
-    EXPECT_EQ(db->data[0][3], 42.0);
+    ASSERT_EQ(AlgebraDbSetBlock(b.get(), 0, block, sizeof block), 1);
+    AlgebraDbEnableJournal(b.get(), 1);
+    AlgebraDbBeginBatch(b.get());
+    ASSERT_EQ(AlgebraDbAddVariables(b.get(), 3), 2);
+    ASSERT_EQ(AlgebraDbRename(b.get(), 1, "b", 0), 1);
+    AlgebraDbDelete(b.get(), 0);
+    AlgebraDbEndBatch(b.get());
+    ASSERT_EQ(b->count, 4);
+    EXPECT_STREQ(b->names[0], "b");
+    ASSERT_EQ(AlgebraDbUndo(b.get()), 1);
+    ASSERT_EQ(b->count, 2);
+    EXPECT_STREQ(b->names[1], "Var2");
+    EXPECT_EQ(b->data[1][3], 42.0);
+    EXPECT_STREQ(static_cast<const char *>(b->kinds[0].block), "owned");
+    EXPECT_EQ(AlgebraDbUndo(b.get()), 0);
+    ASSERT_EQ(AlgebraDbRedo(b.get()), 1);
+    ASSERT_EQ(b->count, 4);
+    EXPECT_EQ(b->data[0][3], 42.0);
 }
 
 }  // namespace

@@ -26,17 +26,14 @@ struct CapturedReports {
         return log;
     }
     static void Capture(const char *kind, const char *text) { Log().emplace_back(kind, text); }
-    AlgebraReporter previous;
-    CapturedReports() : previous(AlgebraSetReporter(Capture)) { Log().clear(); }
+    AlgebraReporter previous = (Log().clear(), AlgebraSetReporter(Capture));
     ~CapturedReports() { AlgebraSetReporter(previous); }
+    CapturedReports() = default;
     CapturedReports(const CapturedReports &) = delete;
     CapturedReports &operator=(const CapturedReports &) = delete;
 };
 
-struct Variable {
-    std::string name;
-    std::vector<double> values;
-};
+struct Variable { std::string name; std::vector<double> values; };
 
 class Program {
   public:
@@ -48,8 +45,8 @@ class Program {
         AlgebraSample s{start_year, start_period, 0, 0, frequency};
         AlgebraSampleSetEnd(&s, nobs);
         AlgebraDbSetSample(db, s);
-        if (!vars.empty()) AlgebraDbAddVariables(db, static_cast<int>(vars.size()));
         for (size_t j = 0; j < vars.size(); ++j) {
+            AlgebraDbAddVariables(db, 1);
             AlgebraDbSetName(db, static_cast<int>(j), vars[j].name.c_str());
             for (int t = 0; t < nobs && t < static_cast<int>(vars[j].values.size()); ++t)
                 db->data[j][t] = vars[j].values[static_cast<size_t>(t)];

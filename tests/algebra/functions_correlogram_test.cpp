@@ -7,25 +7,19 @@
 #include <vector>
 
 #include "algebra/correlogram.h"
-#include "numeric/missing.h"
+#include "tests/algebra/reference.h"
 
 namespace tessel {
 namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-// AR(2) series with a few gaps.
+// AR(2) series around 5, with a few gaps.
 std::vector<double> Ar2Series(int m, unsigned seed, bool gaps) {
     std::mt19937 gen(seed);
     std::normal_distribution<double> e(0.0, 1.0);
     std::vector<double> x(m);
-    double a = 0.0, b = 0.0;
-    for (int t = 0; t < m; ++t) {
-        const double v = 0.6 * a - 0.3 * b + e(gen) + 5.0;
-        b = a;
-        a = v - 5.0;
-        x[t] = v;
-    }
+    for (int t = 0; t < m; ++t) x[t] = 5.0 + (t > 0 ? 0.6 * (x[t - 1] - 5) : 0) - (t > 1 ? 0.3 * (x[t - 2] - 5) : 0) + e(gen);
     if (gaps)
         for (int t = 3; t < m; t += 17) x[t] = kMissing;
     return x;
@@ -34,43 +28,26 @@ std::vector<double> Ar2Series(int m, unsigned seed, bool gaps) {
 // r_k from the definition: lagged products of deviations over pairs with both values present.
 std::vector<double> DirectAcf(const std::vector<double> &x) {
     const int m = static_cast<int>(x.size());
-    double s = 0.0;
-    int n = 0;
+    double s = 0.0, n = 0.0, c0 = 0.0;
     for (double v : x)
-        if (!IsMissing(v)) s += v, ++n;
-    const double mean = s / n;
+        if (!IsMissing(v)) s += v, n += 1;
+    for (double v : x)
+        if (!IsMissing(v)) c0 += (v - s / n) * (v - s / n);
     std::vector<double> r(m);
-    double c0 = 0.0;
-    for (double v : x)
-        if (!IsMissing(v)) c0 += (v - mean) * (v - mean);
     for (int k = 0; k < m; ++k) {
-        double c = 0.0;
         for (int t = 0; t + k < m; ++t)
-            if (!IsMissing(x[t]) && !IsMissing(x[t + k])) c += (x[t] - mean) * (x[t + k] - mean);
-        r[k] = c / c0;
+            if (!IsMissing(x[t]) && !IsMissing(x[t + k])) r[k] += (x[t] - s / n) * (x[t + k] - s / n);
+        r[k] /= c0;
     }
     return r;
 }
 
-// Last coefficient of the order-k Yule-Walker solution, by Gaussian elimination with pivoting.
+// Last coefficient of the order-k Yule-Walker solution.
 double YuleWalkerLast(const std::vector<double> &r, int k) {
-    std::vector<std::vector<double>> a(k, std::vector<double>(k + 1));
-    for (int i = 0; i < k; ++i) {
-        for (int j = 0; j < k; ++j) a[i][j] = r[std::abs(i - j)];
-        a[i][k] = r[i + 1];
-    }
-    for (int c = 0; c < k; ++c) {
-        int p = c;
-        for (int i = c + 1; i < k; ++i)
-            if (std::fabs(a[i][c]) > std::fabs(a[p][c])) p = i;
-        std::swap(a[c], a[p]);
-        for (int i = 0; i < k; ++i) {
-            if (i == c) continue;
-            const double f = a[i][c] / a[c][c];
-            for (int j = c; j <= k; ++j) a[i][j] -= f * a[c][j];
-        }
-    }
-    return a[k - 1][k] / a[k - 1][k - 1];
+    Dense R(k, std::vector<double>(k));
+    for (int i = 0; i < k; ++i)
+        for (int j = 0; j < k; ++j) R[i][j] = r[std::abs(i - j)];
+    return DenseSolve(R, std::vector<double>(r.begin() + 1, r.begin() + k + 1)).back();
 }
 
 TEST(AlgebraCorrelogram, AcfMatchesDefinitionOnDirectAndFftPaths) {
@@ -83,20 +60,6 @@ TEST(AlgebraCorrelogram, AcfMatchesDefinitionOnDirectAndFftPaths) {
             for (int k = 0; k < m; ++k) EXPECT_NEAR(r[k], want[k], 1e-12) << "m=" << m << " k=" << k;
         }
     }
-}
-
-TEST(AlgebraCorrelogram, AcfOfConstantOrEmptySeriesIsMissing) {
-    std::vector<double> r(4, 7.0);
-    const double flat[4] = {2.0, kMissing, 2.0, 2.0};
-    EXPECT_FALSE(AlgebraAcf(flat, 4, r.data()));
-    for (double v : r) EXPECT_TRUE(IsMissing(v));
-    const double none[3] = {kMissing, kMissing, kMissing};
-    std::vector<double> p(3, 7.0), I(3), w(3);
-    EXPECT_FALSE(AlgebraPacf(none, 3, p.data()));
-    for (double v : p) EXPECT_TRUE(IsMissing(v));
-    EXPECT_FALSE(AlgebraPeriodogram(none, 3, I.data(), w.data()));
-    EXPECT_TRUE(IsMissing(I[0]));
-    EXPECT_FALSE(AlgebraAcf(none, 0, r.data()));  // empty span writes nothing
 }
 
 TEST(AlgebraCorrelogram, PacfSolvesYuleWalker) {
@@ -114,13 +77,21 @@ TEST(AlgebraCorrelogram, PacfSolvesYuleWalker) {
     }
 }
 
-TEST(AlgebraCorrelogram, PacfStopsAtItsHighestLag) {
+TEST(AlgebraCorrelogram, PacfStopsAtItsHighestLagAndDegenerateSeriesAreMissing) {
     const int m = kAlgebraPacfMaxLag + 50;
     const std::vector<double> x = Ar2Series(m, 9, false);
     std::vector<double> p(m);
     ASSERT_TRUE(AlgebraPacf(x.data(), m, p.data()));
     EXPECT_FALSE(IsMissing(p[kAlgebraPacfMaxLag]));
     for (int k = kAlgebraPacfMaxLag + 1; k < m; ++k) ASSERT_TRUE(IsMissing(p[k]));
+    const double flat[4] = {2.0, kMissing, 2.0, 2.0}, none[3] = {kMissing, kMissing, kMissing};
+    std::vector<double> r(4, 7.0), q(3, 7.0), I(3), w(3);
+    EXPECT_FALSE(AlgebraAcf(flat, 4, r.data()));
+    EXPECT_FALSE(AlgebraPacf(none, 3, q.data()));
+    EXPECT_TRUE(SameValues(r, std::vector<double>(4, kMissing)) && SameValues(q, std::vector<double>(3, kMissing)));
+    EXPECT_FALSE(AlgebraPeriodogram(none, 3, I.data(), w.data()));
+    EXPECT_TRUE(IsMissing(I[0]));
+    EXPECT_FALSE(AlgebraAcf(none, 0, r.data()));  // empty span writes nothing
 }
 
 TEST(AlgebraCorrelogram, DftMatchesDirectSumsForAnyLength) {

@@ -13,6 +13,7 @@
 #include "algebra/functions.h"
 #include "algebra/workspace.h"
 #include "numeric/missing.h"
+#include "tests/algebra/reference.h"
 
 namespace tessel {
 
@@ -26,19 +27,13 @@ protected:
         AlgebraSampleSetEnd(&s, nobs);
         AlgebraDbSetSample(db_, s);
         ASSERT_EQ(db_->nobs, nobs);
-        ws_.db = db_;
-        ws_.nobs = nobs;
-        ws_.t1 = 0;
-        ws_.t2 = nobs - 1;
+        ws_.db = db_, ws_.nobs = nobs, ws_.t1 = 0, ws_.t2 = nobs - 1;
         // Symbol 0 is a function, as in a compiled program, so variable symbols start at 1.
         AlgebraSymbol fn;
-        fn.name = "abs";
-        fn.flags = kAlgebraSymFunction;
-        fn.var = 0;
+        fn.name = "abs", fn.flags = kAlgebraSymFunction, fn.var = 0;
         ws_.symbols.push_back(fn);
         ws_.nsym = 1;
     }
-
     void TearDown() override {
         if (db_ != nullptr) AlgebraDbFree(db_);
     }
@@ -50,29 +45,21 @@ protected:
         AlgebraDbSetName(db_, v, name.c_str());
         for (size_t i = 0; i < values.size() && static_cast<int>(i) < db_->nobs; ++i) db_->data[v][i] = values[i];
         AlgebraSymbol sym;
-        sym.name = name;
-        sym.flags = kAlgebraSymVariable;
-        sym.var = v;
+        sym.name = name, sym.flags = kAlgebraSymVariable, sym.var = v;
         ws_.symbols.push_back(sym);
         ws_.nsym = static_cast<int32_t>(ws_.symbols.size());
-        RefreshColumns();
-        return ws_.nsym - 1;
-    }
-
-    // Columns can be replaced when the database grows; keep the symbols pointing at the live ones.
-    void RefreshColumns() {
+        // Columns can be replaced when the database grows; keep the symbols pointing at the live ones.
         for (AlgebraSymbol &s : ws_.symbols)
             if (s.flags & kAlgebraSymVariable) s.data = db_->data[s.var];
+        return ws_.nsym - 1;
     }
 
     double *Col(double sym) { return AlgebraVarColumn(&ws_, sym); }
     std::vector<double> Values(double sym) { return std::vector<double>(Col(sym), Col(sym) + ws_.nobs); }
-
     double Call(AlgebraFunctionHandler h, std::vector<double> args, int t) {
         ws_.t = t;
         return h(&ws_, args.data());
     }
-
     // The handler at every observation of t1 .. t2, in order, as a statement would call it.
     std::vector<double> Run(AlgebraFunctionHandler h, const std::vector<double> &args) {
         std::vector<double> out;
@@ -83,22 +70,6 @@ protected:
     AlgebraDatabase *db_ = nullptr;
     AlgebraWorkspace ws_;
 };
-
-inline void ExpectSame(double got, double want, double tol, const char *what) {
-    if (IsMissing(want)) {
-        EXPECT_TRUE(IsMissing(got)) << what << ": expected missing, got " << got;
-    } else {
-        EXPECT_NEAR(got, want, tol) << what;
-    }
-}
-
-// Equal element by element, two missing values counting as equal.
-inline bool SameValues(const std::vector<double> &a, const std::vector<double> &b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (!(a[i] == b[i] || (IsMissing(a[i]) && IsMissing(b[i])))) return false;
-    return true;
-}
 
 }  // namespace tessel
 

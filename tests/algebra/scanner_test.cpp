@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "tests/algebra/report_capture.h"
+#include "tests/algebra/engine_fixture.h"
 
 namespace tessel {
 namespace {
 
-using testing_support::ReportCapture;
+using testing::CapturedReports;
 
 // Reads a token buffer back into readable tokens: "I:name", "C:1.5", "S:text", "L:002", and for
 // the one-byte codes the code as a number or character. The start and end bytes are checked and
@@ -50,40 +50,26 @@ struct Scanned {
     std::string error;
 };
 
+// Scans `text`; a failure must leave no buffer and report the message it returns, as an error.
 Scanned Scan(const std::string &text) {
     AlgebraTokens t{};
     char err[512] = "untouched";
-    ReportCapture capture;
-    Scanned s;
-    s.ok = AlgebraScan(&t, text.c_str(), nullptr, err, sizeof err);
+    CapturedReports capture;
+    Scanned s{AlgebraScan(&t, text.c_str(), nullptr, err, sizeof err), {}, err};
+    const auto &log = CapturedReports::Log();
     if (s.ok) {
         s.tokens = Decode(t);
-        EXPECT_STREQ(err, "");
-        EXPECT_TRUE(ReportCapture::Messages().empty());
+        EXPECT_EQ(s.error, "");
+        EXPECT_TRUE(log.empty());
     } else {
-        s.error = err;
-        EXPECT_EQ(t.data, nullptr);
-        EXPECT_EQ(t.size, 0);
-        EXPECT_EQ(ReportCapture::Messages().size(), 1u);
-        if (!ReportCapture::Messages().empty()) {
-            EXPECT_EQ(ReportCapture::Messages()[0].first, "Error");
-            EXPECT_EQ(ReportCapture::Messages()[0].second, s.error);
-        }
+        EXPECT_TRUE(t.data == nullptr && t.size == 0);
+        EXPECT_EQ(log, (std::vector<std::pair<std::string, std::string>>{{"Error", s.error}}));
     }
     AlgebraTokensFree(&t);
     return s;
 }
 
 using V = std::vector<std::string>;
-
-TEST(AlgebraScanner, EmptyTextIsStartThenEnd) {
-    AlgebraTokens t{};
-    ASSERT_EQ(AlgebraScan(&t, "  \t\r ", nullptr, nullptr, 0), 1);
-    ASSERT_EQ(t.size, 2);
-    EXPECT_EQ(t.data[0], 1);
-    EXPECT_EQ(t.data[1], 2);
-    AlgebraTokensFree(&t);
-}
 
 // Each case: program text and either its tokens or its error message.
 struct Case {
@@ -95,18 +81,16 @@ struct Case {
 
 void RunCases(const std::vector<Case> &cases) {
     for (const Case &c : cases) {
-        Scanned s = Scan(c.text);
-        if (c.error.empty()) {
-            EXPECT_EQ(s.ok, 1) << c.text << ": " << s.error;
-            EXPECT_EQ(s.tokens, c.tokens) << c.text;
-        } else {
-            EXPECT_EQ(s.error, c.error) << c.text;
-        }
+        const Scanned s = Scan(c.text);
+        EXPECT_EQ(s.ok, c.error.empty()) << c.text << ": " << s.error;
+        EXPECT_EQ(s.error, c.error) << c.text;
+        EXPECT_EQ(s.tokens, c.tokens) << c.text;
     }
 }
 
 TEST(AlgebraScanner, OperatorsAndKeywords) {
     RunCases({
+        {"  \t\r ", {}},
         {", { } ( ) = ! < > ; ? : [ ] ^ * / + -",
          {",", "{", "}", "(", ")", "=", "!", "<", ">", ";", "?", ":", "[", "]", "^", "*", "/", "+", "-"}},
         {"a==b!=c<=d>=e&&f||g", {"I:a", "E", "I:b", "N", "I:c", "L", "I:d", "G", "I:e", "&", "I:f", "|", "I:g"}},
@@ -179,15 +163,11 @@ TEST(AlgebraScanner, CommentsAndLineMarkers) {
 }
 
 TEST(AlgebraScanner, LinesAboveNineHundredNinetyNineKeepThreeDigits) {
-    std::string text;
-    for (int i = 1; i < 1000; ++i) text += "\n";
-    text += "x\ny";
     AlgebraTokens t{};
-    ASSERT_EQ(AlgebraScan(&t, text.c_str(), nullptr, nullptr, 0), 1);
+    ASSERT_EQ(AlgebraScan(&t, (std::string(999, '\n') + "x\ny").c_str(), nullptr, nullptr, 0), 1);
     // Markers for lines 2 .. 1000 (4 bytes each), then x, the marker of line 1001 and y.
-    const unsigned char *p = t.data + 1 + 997 * 4;
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(p), 4), "\x7f" "999");
-    EXPECT_EQ(std::string(reinterpret_cast<const char *>(p + 4), 4), "\x7f" "100");
+    const char *p = reinterpret_cast<const char *>(t.data) + 1 + 997 * 4;
+    EXPECT_EQ(std::string(p, 8), "\x7f" "999" "\x7f" "100");
     EXPECT_EQ(p[8], kTokIdent) << "the fourth digit of line 1000 is overwritten by the next token";
     EXPECT_EQ(t.size, 1 + 999 * 4 + 3 + 4 + 3 + 1);
     AlgebraTokensFree(&t);
@@ -198,23 +178,21 @@ TEST(AlgebraScanner, BufferGrowsForLongPrograms) {
     V expected;
     for (int line = 1; line <= 900; ++line) {
         if (line > 1) {
-            text += "\n";
             char marker[8];
             std::snprintf(marker, sizeof marker, "L:%03d", line);
-            expected.push_back(marker);
+            text += "\n", expected.push_back(marker);
         }
-        std::string name = "series_" + std::to_string(line) + std::string(40, 'q');
-        text += name + " = (" + name + "[-1] + 2.5e-3) * \"label " + std::to_string(line) + "\"; // note";
-        for (auto tok : V{"I:" + name, "=", "(", "I:" + name, "[", "-", "C:1", "]", "+", "C:2.5e-3", ")", "*",
-                          "S:label " + std::to_string(line), ";"})
+        const std::string name = "series_" + std::to_string(line) + std::string(40, 'q'), label = "label " + std::to_string(line);
+        text += name + " = (" + name + "[-1] + 2.5e-3) * \"" + label + "\"; // note";
+        for (auto tok : V{"I:" + name, "=", "(", "I:" + name, "[", "-", "C:1", "]", "+", "C:2.5e-3", ")", "*", "S:" + label, ";"})
             expected.push_back(tok);
     }
-    Scanned s = Scan(text);
+    const Scanned s = Scan(text);
     ASSERT_EQ(s.ok, 1) << s.error;
     EXPECT_EQ(s.tokens, expected);
 }
 
-TEST(AlgebraScanner, ReadsFromAStream) {
+TEST(AlgebraScanner, StreamsAndFailures) {
     std::FILE *f = std::tmpfile();
     ASSERT_NE(f, nullptr);
     std::fputs("y = x[-1] && 3; /* c */\n\"s\"", f);
@@ -222,21 +200,15 @@ TEST(AlgebraScanner, ReadsFromAStream) {
     AlgebraTokens t{};
     ASSERT_EQ(AlgebraScan(&t, nullptr, f, nullptr, 0), 1);
     EXPECT_EQ(Decode(t), (V{"I:y", "=", "I:x", "[", "-", "C:1", "]", "&", "C:3", ";", "L:002", "S:s"}));
-    AlgebraTokensFree(&t);
     std::fclose(f);
-}
-
-TEST(AlgebraScanner, FailureLeavesNoBufferAndABoundedMessage) {
-    ReportCapture capture;
-    AlgebraTokens t{};
-    char err[64];
+    // A failure releases the earlier buffer and cuts its message to the space given, never overrunning it.
+    CapturedReports capture;
+    char err[64], small[12];
+    EXPECT_EQ(AlgebraScan(&t, "a | b", nullptr, small, sizeof small), 0);
+    EXPECT_STREQ(small, "Scan error:");
+    EXPECT_EQ(t.data, nullptr);
     EXPECT_EQ(AlgebraScan(&t, nullptr, nullptr, err, sizeof err), 0);
     EXPECT_STREQ(err, "Scan error: Unexpected end of code on line 1");
-    ASSERT_EQ(AlgebraScan(&t, "a", nullptr, nullptr, 0), 1);
-    char small[12];
-    EXPECT_EQ(AlgebraScan(&t, "a | b", nullptr, small, sizeof small), 0);
-    EXPECT_STREQ(small, "Scan error:") << "cut, never overrun";
-    EXPECT_EQ(t.data, nullptr) << "the earlier buffer was released";
     EXPECT_EQ(AlgebraScan(nullptr, "a", nullptr, err, sizeof err), 0);
     // The message table is shared with the parser, whose entries follow at 6.
     EXPECT_STREQ(AlgebraMessageText(6), "Duplicate identifier");
@@ -247,19 +219,16 @@ TEST(AlgebraScanner, FailureLeavesNoBufferAndABoundedMessage) {
 TEST(AlgebraScanner, RandomTextNeverBreaksTheBuffer) {
     std::mt19937 rng(12345);
     const std::string alphabet = "ab_19.eE+-*/\"\n\r\t &|=!<>;(){}[]^?:,@#\x7f\x02";
-    ReportCapture capture;
+    CapturedReports capture;
     for (int round = 0; round < 3000; ++round) {
-        std::string text;
-        const int len = static_cast<int>(rng() % 80);
-        for (int i = 0; i < len; ++i) text += alphabet[rng() % alphabet.size()];
+        std::string text(rng() % 80, ' ');
+        for (char &c : text) c = alphabet[rng() % alphabet.size()];
         AlgebraTokens t{};
         char err[512];
-        if (AlgebraScan(&t, text.c_str(), nullptr, err, sizeof err)) {
+        if (AlgebraScan(&t, text.c_str(), nullptr, err, sizeof err))
             Decode(t);
-        } else {
-            EXPECT_EQ(std::string(err).rfind("Scan error: ", 0), 0u) << err;
-            EXPECT_NE(std::string(err).find(" on line "), std::string::npos);
-        }
+        else
+            EXPECT_TRUE(std::string(err).starts_with("Scan error: ") && std::string(err).find(" on line ") != std::string::npos) << err;
         AlgebraTokensFree(&t);
     }
 }
