@@ -73,10 +73,7 @@ struct Model {
 
 // Two-stage least squares of y on X at the instruments W: the fitted regressors' span, y'P X b,
 // the Sargan numerator u'P_W u, and the residual sum with yr for y in the cross term (y'y stays).
-struct Fit {
-    Span fitted;
-    double f, uPu, rss;
-};
+struct Fit { Span fitted; double f, uPu, rss; };
 Fit TwoStage(const Series &y, const Rows &X, const Span &W, const Series &yr) {
     Rows Xh;
     for (const Series &x : X) Xh.push_back(W.Project(x));

@@ -15,10 +15,7 @@ struct Call {
     Call(std::vector<double> th, int p, int q, double sigma2, int n, int rows = 1)
         : theta(VelawinMatrix(rows, int(th.size()) / rows, th.data())),
           args{theta, VelawinInt(p), VelawinInt(q), VelawinDouble(sigma2), VelawinInt(n), VelawinRef(&out)} {}
-    ~Call() {
-        VelaFreeByValue(&theta);
-        VelaFreeByValue(&out);
-    }
+    ~Call() { for (VelaValue *v : {&theta, &out}) VelaFreeByValue(v); }
     int Run(int cArg = 6) {
         VelawinBeginCall("FnFracSigma");
         FnFracSigma(&rtn, args, cArg);

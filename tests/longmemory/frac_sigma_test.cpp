@@ -14,10 +14,7 @@ namespace {
 
 using C = std::complex<double>;
 
-struct Arfima {
-    double d;
-    std::vector<double> phi, psi;
-};
+struct Arfima { double d; std::vector<double> phi, psi; };
 
 std::vector<double> Acov(const Arfima &m, double sigma2, int n, int expect_status = 0) {
     std::vector<double> theta{m.d}, g(n, -99.0);
