@@ -15,10 +15,7 @@ struct Call {
     Call(std::vector<double> th, int p, int q, double sigma2, int n, int rows = 1)
         : theta(VelawinMatrix(rows, int(th.size()) / rows, th.data())),
           args{theta, VelawinInt(p), VelawinInt(q), VelawinDouble(sigma2), VelawinInt(n), VelawinRef(&out)} {}
-    ~Call() {
-        VelaFreeByValue(&theta);
-        VelaFreeByValue(&out);
-    }
+    ~Call() { for (VelaValue *v : {&theta, &out}) VelaFreeByValue(v); }
     int Run(int cArg = 6) {
         VelawinBeginCall("FnFracSigma");
         FnFracSigma(&rtn, args, cArg);
@@ -35,7 +32,6 @@ TEST(FnFracSigma, StatusAndAutocovariancesEndToEnd) {
     ASSERT_EQ(fn.out.cols, 3);
     EXPECT_NEAR(fn.out.data.mat[0][0], g0, 1e-13 * g0);
     EXPECT_NEAR(fn.out.data.mat[0][2], g0 * 0.4 / 0.6 * 1.4 / 1.6, 1e-13 * g0);
-
     const std::vector<double> th{0.2, 1.1, -0.5, 0.3, 7.0};  // a trailing column is ignored
     Call arma(th, 2, 1, 1.0, 4);
     ASSERT_EQ(arma.Run(), 0);
@@ -45,7 +41,6 @@ TEST(FnFracSigma, StatusAndAutocovariancesEndToEnd) {
     ASSERT_EQ(arma.Run(), 0);
     EXPECT_EQ(arma.theta.cols, 4);
     EXPECT_EQ(arma.theta.data.mat[0][0], first);
-
     Call bad({0.2, 0.5}, 1, 0, 0.0001, 2);
     EXPECT_EQ(bad.Run(), 2);
     EXPECT_EQ(bad.out.data.mat[0][1], 0.0);

@@ -4,17 +4,14 @@
 #include <cmath>
 
 #include "host/exports.h"
+#include "tests/support/host_values.h"
 #include "tests/switching/ms_brute_force.h"
 #include "velawin/velawin.h"
-
-using ms_test::Model;
 
 namespace {
 
 using ExportFn = void (*)(VelaValue *, VelaValue *, int);
 const ExportFn kSmoothers[] = {FnSmoothMS, FnSmoothMS2, FnSmoothMS2sym};
-
-VelaValue Host(const ms_test::Matrix &m) { return VelawinMatrix(m.rows, m.cols, m.data.data()); }
 
 void ExpectHostNear(const VelaValue &v, const ms_test::Matrix &want) {
     ASSERT_EQ(v.type, VELA_MATRIX);
@@ -23,47 +20,54 @@ void ExpectHostNear(const VelaValue &v, const ms_test::Matrix &want) {
         EXPECT_NEAR(v.data.mat[0][k], want.data[k], 1e-11 * std::fabs(want.data[k]) + 1e-14) << k;
 }
 
-struct HostModel : Model {  // the model's inputs as host values
+struct HostModel : ms_test::Model {  // the model's inputs as host values
     VelaValue eta, P, prior;
-    HostModel(int T, int p, unsigned seed)
-        : Model(T, p, seed), eta(Host(Model::eta)), P(Host(Model::P)), prior(VelawinMatrix(1, p, Model::prior.data())) {}
-    ~HostModel() {
-        for (VelaValue *v : {&eta, &P, &prior}) VelaFreeByValue(v);
-    }
+    HostModel(int T, int p, unsigned seed, bool symmetric = false)
+        : Model(T, p, seed, symmetric), eta(VelawinMatrix(T, p, Model::eta.data.data())),
+          P(VelawinMatrix(p, p, Model::P.data.data())), prior(VelawinMatrix(1, p, Model::prior.data())) {}
+    ~HostModel() { for (VelaValue *v : {&eta, &P, &prior}) VelaFreeByValue(v); }
 };
 
 }  // namespace
 
-TEST(FnFilterMS, FilterAndSmoothersEndToEnd) {
-    HostModel m(7, 3, 2024);
-    VelaValue lik{}, filt{}, rtn{}, not_a_ref = VelawinInt(7);
-    VelaValue args[] = {m.eta, m.P, m.prior, VelawinRef(&lik), not_a_ref};
-    FnFilterMS(&rtn, args, 5);  // argument 4 is no reference: not filled, no error
-    EXPECT_EQ(rtn.ival, 1);
-    EXPECT_EQ(lik.ival, 7);
-    args[4] = VelawinRef(&filt);
-    VelawinBeginCall("FnFilterMS");
-    FnFilterMS(&rtn, args, 5);
-    EXPECT_EQ(VelawinErrorCount(), 0) << VelawinLastError();
-    ExpectHostNear(filt, m.filt);
-    for (int k = 0; k < 2; ++k) {
-        VelaValue smooth{}, S{}, r{};
-        VelaValue sargs[] = {filt, m.P, VelawinRef(&smooth), VelawinRef(&S)};
-        kSmoothers[k](&r, sargs, 4);
-        EXPECT_EQ(r.ival, 1);
-        ExpectHostNear(smooth, m.smooth);
-        if (k == 0) ExpectHostNear(S, m.joint);
-        VelaFreeByValue(&smooth);
-        VelaFreeByValue(&S);
-    }
-    // An output may name the input's own variable.
-    const long live = VelawinLiveBlocks();
-    VelaValue S{};
-    VelaValue sargs[] = {filt, m.P, VelawinRef(&filt), VelawinRef(&S)};
-    FnSmoothMS(&rtn, sargs, 4);
-    ExpectHostNear(filt, m.smooth);
-    EXPECT_EQ(VelawinLiveBlocks(), live + 1);
-    for (VelaValue *v : {&lik, &filt, &S}) VelaFreeByValue(v);
+TEST(FnFilterMS, FilterAndSmoothersMatchEnumerationOfEveryRegimePath) {
+    const int shapes[][2] = {{3, 1}, {1, 2}, {5, 2}, {8, 2}, {1, 3}, {8, 3}, {6, 4}, {4, 5}};
+    unsigned seed = 1;
+    for (bool symmetric : {false, true})
+        for (auto [T, p] : shapes) {
+            SCOPED_TRACE(testing::Message() << "T=" << T << " p=" << p << " symmetric=" << symmetric);
+            HostModel m(T, p, seed++, symmetric);
+            VelaValue lik{}, filt{}, rtn{};
+            VelaValue args[] = {m.eta, m.P, m.prior, VelawinRef(&lik), VelawinInt(7)};
+            FnFilterMS(&rtn, args, 5);  // argument 4 is no reference: not filled, no error
+            EXPECT_EQ(rtn.ival + filt.type, 1);
+            const std::vector<double> lik_only = tessel::test::ToVector(lik);
+            args[4] = VelawinRef(&filt);
+            VelawinBeginCall("FnFilterMS");
+            FnFilterMS(&rtn, args, 5);
+            EXPECT_EQ(VelawinErrorCount(), 0) << VelawinLastError();
+            for (int t = 0; t < T; ++t) EXPECT_NEAR(lik.data.mat[t][0], m.lik[t], 1e-12 * m.lik[t]);
+            EXPECT_EQ(tessel::test::ToVector(lik), lik_only);
+            ExpectHostNear(filt, m.filt);
+            for (int k = 0; k < 3; ++k) {
+                VelaValue smooth{}, S{}, r{};
+                VelaValue sargs[] = {filt, m.P, VelawinRef(&smooth), VelawinRef(&S)};
+                kSmoothers[k](&r, sargs, 4);
+                EXPECT_EQ(r.ival, 1);
+                for (int i = 0; k > 0 && i < p * p; ++i) S.data.mat[0][i] *= m.P.data.mat[0][i];  // S times P
+                if (k < 2 || symmetric) {  // the symmetric form back-propagates through P transposed
+                    ExpectHostNear(smooth, m.smooth);
+                    ExpectHostNear(S, m.joint);
+                }
+                for (VelaValue *v : {&smooth, &S}) VelaFreeByValue(v);
+            }
+            VelaValue S{}, sargs[] = {filt, m.P, VelawinRef(&filt), VelawinRef(&S)};  // an output naming an input
+            const long live = VelawinLiveBlocks();
+            FnSmoothMS(&rtn, sargs, 4);
+            ExpectHostNear(filt, m.smooth);
+            EXPECT_EQ(VelawinLiveBlocks(), live + 1);
+            for (VelaValue *v : {&lik, &filt, &S}) VelaFreeByValue(v);
+        }
 }
 
 TEST(FnFilterMS, BadArgumentsAreReportedBeforeAnythingIsAllocated) {

@@ -19,9 +19,11 @@ struct Matrix {  // row-pointer view over its own storage
     const double *const *in() const { return ptr.data(); }
 };
 
-// Positive densities, a column-stochastic P (symmetric on request) and a prior.
+// Positive densities, a column-stochastic P (symmetric on request) and a prior, with the filtered and
+// smoothed probabilities, the joint probabilities of adjacent regimes summed over t, and the
+// likelihoods, all from prior[s_0] eta[0][s_0] prod P[s_t][s_(t-1)] eta[t][s_t] summed over every path.
 struct Model {
-    Matrix eta, P, smooth, joint, filt;  // the last three are filled by Enumerate
+    Matrix eta, P, smooth, joint, filt;
     std::vector<double> prior, lik;
     Model(int T, int p, unsigned seed, bool symmetric = false)
         : eta(T, p), P(p, p), smooth(T, p), joint(p, p), filt(T, p), prior(p), lik(T) {
@@ -34,35 +36,28 @@ struct Model {
             for (int i = 0; i < p; ++i) s += (P[i][j] = symmetric ? (i == j) * a + (1 - a) / p : u(gen) + 2 * (i == j));
             for (int i = 0; i < p; ++i) P[i][j] /= s;
         }
-        double s = 0.0;
+        double s = 0.0, previous = 1.0;
         for (double &x : prior) s += (x = u(gen));
         for (double &x : prior) x /= s;
-        Enumerate();
-    }
-
-    // Sums prior[s_0] eta[0][s_0] prod P[s_t][s_(t-1)] eta[t][s_t] over all paths of each length.
-    void Enumerate() {
-        const int T = eta.rows, p = eta.cols;
-        double previous = 1.0;
-        for (int len = 1; len <= T; ++len) {
+        for (int len = 1; len <= T; ++len) {  // paths of each length in turn give the filter's rows
             double total = 0.0;
-            std::vector<int> s(len, 0);
+            std::vector<int> r(len, 0);
             std::vector<double> ends(p, 0.0);
             for (int k = 0; k >= 0;) {
-                double w = prior[s[0]] * eta[0][s[0]];
-                for (int t = 1; t < len; ++t) w *= P[s[t]][s[t - 1]] * eta[t][s[t]];
+                double w = prior[r[0]] * eta[0][r[0]];
+                for (int t = 1; t < len; ++t) w *= P[r[t]][r[t - 1]] * eta[t][r[t]];
                 total += w;
-                ends[s[len - 1]] += w;
-                for (int t = 0; len == T && t < T; ++t) smooth[t][s[t]] += w;
-                for (int t = 0; len == T && t + 1 < T; ++t) joint[s[t + 1]][s[t]] += w;
-                for (k = len - 1; k >= 0 && ++s[k] == p; --k) s[k] = 0;
+                ends[r[len - 1]] += w;
+                for (int t = 0; len == T && t < T; ++t) smooth[t][r[t]] += w;
+                for (int t = 0; len == T && t + 1 < T; ++t) joint[r[t + 1]][r[t]] += w;
+                for (k = len - 1; k >= 0 && ++r[k] == p; --k) r[k] = 0;
             }
             lik[len - 1] = total / previous;
             previous = total;
             for (int j = 0; j < p; ++j) filt[len - 1][j] = ends[j] / total;
         }
-        for (double &x : smooth.data) x /= previous;
-        for (double &x : joint.data) x /= previous;
+        for (std::vector<double> *v : {&smooth.data, &joint.data})
+            for (double &x : *v) x /= previous;
     }
 };
 
