@@ -24,7 +24,9 @@ struct Problem {
         return L;
     }
     testing::Lik AsLik() const {
-        return [this](const Vec &th, double *g, double *const *info, double *const *outer, double *c) { return Eval(th, {g, info, nullptr, c, outer}); };
+        return [this](const Vec &th, double *g, double *const *info, double *const *outer, double *c) {
+            return Eval(th, {g, info, nullptr, c, outer});
+        };
     }
 };
 

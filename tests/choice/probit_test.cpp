@@ -29,8 +29,8 @@ TEST(ProbitLik, GradientOuterProductAndExpectedInformation) {
         p.y[i][0] = 0.3 + 0.5 * p.X[i][1] - 0.5 * p.X[i][2] + nd(rng) > 0 ? 1.0 : 0.0;
     }
     const Vec theta = {0.2, 0.4, -0.3, 9.0};  // one more than the regressors: gradient stays 0 there
-    testing::CheckDerivatives([&](const Vec &t, double *g, double *const *, double *const *outer, double *c) { return p.Eval(t, {g, nullptr, nullptr, c, outer}); },
-                              theta, N, false, 1e-9);
+    auto lik = [&](const Vec &t, double *g, double *const *, double *const *outer, double *c) { return p.Eval(t, {g, nullptr, nullptr, c, outer}); };
+    testing::CheckDerivatives(lik, theta, N, false, 1e-9);
     // Expected information in closed form: sum of w phi^2 / (Phi (1 - Phi)) x x'.
     Mat info(4, 4), closed(4, 4), prob(N, 2);
     Vec g(4);

@@ -39,8 +39,9 @@ TEST(MatrixRank, DecisionsOnMatricesOfKnownRank) {
     const int k = 7, T = 50;
     int perm[k], rank = -1;
     double work[MatQrWorkSize(k)];
-    struct Case { int r; double tiny; int code; } cases[] = {{7, 1, 1}, {5, 1, -1}, {3, 1, -1}, {1, 1, -1}, {6, 1, 1}, {7, 1e-8, 2}, {0, 1, -1}};
-    for (const Case &c : cases) {  // rank k - 1: only the last diagonal fails, code stays 1; a tiny column: code 2
+    struct Case { int r; double tiny; int code; };
+    for (const Case &c : {Case{7, 1, 1}, {5, 1, -1}, {3, 1, -1}, {1, 1, -1}, {6, 1, 1}, {7, 1e-8, 2}, {0, 1, -1}}) {
+        // Rank k - 1: only the last diagonal fails and the code stays 1; a tiny column: code 2.
         OwnedMat w = Random(k, c.r, rng), s = Random(c.r, T, rng), x = c.r ? NaiveMul(w.get(), k, c.r, s.get(), T) : Make(k, T);
         if (!c.r) MatZero(x.get(), k, T);
         for (int t = 0; t < T; ++t) x.get()[2][t] *= c.tiny;
