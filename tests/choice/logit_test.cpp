@@ -1,15 +1,12 @@
 #include "choice/logit.h"
-
+#include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <random>
-
-#include <gtest/gtest.h>
-
 #include "tests/choice/test_support.h"
 
 namespace tessel {
 namespace {
-
 using testing::Mat;
 using testing::Vec;
 
@@ -27,8 +24,8 @@ struct Problem {
         return L;
     }
     testing::Lik AsLik() const {
-        return [this](const Vec &th, double *g, double *const *info, double *const *outer, double *contrib) {
-            return Eval(th, LikOutputs{g, info, nullptr, contrib, outer});
+        return [this](const Vec &th, double *g, double *const *info, double *const *outer, double *c) {
+            return Eval(th, {g, info, nullptr, c, outer});
         };
     }
 };
@@ -37,12 +34,10 @@ Vec Normals(int n, unsigned seed, double scale = 0.4) {
     std::mt19937 rng(seed);
     std::normal_distribution<double> nd(0.0, scale);
     Vec v(n);
-    for (double &x : v) x = nd(rng);
-    return v;
+    return std::generate(v.begin(), v.end(), [&] { return nd(rng); }), v;
 }
 
-// Random data with a constant among the X columns; y holds choices (with a fraction that is dropped)
-// or counts of each alternative.
+// A constant among the X columns; y holds choices (some fractional, truncated) or counts per alternative.
 Problem Simulate(int N, int J, int kx, int nz, bool weights, bool offsets, bool grouped, unsigned seed) {
     std::mt19937 rng(seed);
     std::normal_distribution<double> nd;
@@ -57,14 +52,14 @@ Problem Simulate(int N, int J, int kx, int nz, bool weights, bool offsets, bool 
     return p;
 }
 
+// Choices with and without weights and offsets, Z only, counts, and shares.
 TEST(LogitLik, DerivativesOfChoiceAndGroupedForms) {
     Problem problems[] = {Simulate(40, 4, 3, 2, false, false, false, 1), Simulate(35, 3, 2, 1, true, true, false, 2),
                           Simulate(30, 3, 0, 3, false, true, false, 3), Simulate(30, 4, 2, 2, true, true, true, 4),
                           Simulate(30, 3, 3, 1, false, false, true, 5)};
-    for (int i = 0; i < 30; ++i) {  // the last as shares rather than counts
-        Mat &y = problems[4].y;
-        const double t = y[i][0] + y[i][1] + y[i][2] + 0.75;
-        for (int j = 0; j < 3; ++j) y[i][j] = (y[i][j] + 0.25) / t;
+    for (int i = 0; i < 30; ++i) {
+        double *y = problems[4].y[i], t = y[0] + y[1] + y[2] + 0.75;
+        for (int j = 0; j < 3; ++j) y[j] = (y[j] + 0.25) / t;
     }
     for (const Problem &p : problems) testing::CheckDerivatives(p.AsLik(), Normals(p.n(), 9), p.N, true);
 }
@@ -73,15 +68,15 @@ TEST(LogitLik, InformationCentresZWithoutChangingResults) {
     const Problem p = Simulate(20, 3, 2, 2, false, false, false, 10);
     const int n = p.n();
     const Vec th = Normals(n, 11);
-    Mat z = p.Z, info(n, n), info2(n, n), prob(p.N, p.J);
+    Mat z = p.Z, z2 = p.Z, info(n, n), info2(n, n), prob(p.N, p.J);
     Vec g1(n), g2(n);
     const double L = p.Eval(th, {g1.data(), info.p(), prob.p()}, &z);
-    for (int i = 0; i < p.N; ++i)
-        for (int m = 0; m < p.nz; ++m)
-            EXPECT_NEAR(prob[i][0] * z[i][3 * m] + prob[i][1] * z[i][3 * m + 1] + prob[i][2] * z[i][3 * m + 2], 0.0, 1e-13);
+    for (int i = 0; i < p.N * p.nz; ++i) {
+        const double *zi = z[i / p.nz] + 3 * (i % p.nz), *pi = prob[i / p.nz];
+        EXPECT_NEAR(pi[0] * zi[0] + pi[1] * zi[1] + pi[2] * zi[2], 0.0, 1e-13);
+    }
     EXPECT_NEAR(p.Eval(th, {g2.data(), info2.p()}, &z), L, 1e-12);
     EXPECT_LT(testing::RelDiff(g2, g1) + testing::RelDiff(info2.v, info.v), 1e-13);
-    Mat z2 = p.Z;
     p.Eval(th, {g2.data()}, &z2);
     EXPECT_EQ(z2.v, p.Z.v);  // no information, no centring
 }
@@ -101,35 +96,33 @@ TEST(LogitLik, ProbabilityFloorAndOverflow) {
 TEST(LogitMarginalEffects, MatchNumericalDerivativesOfProbabilities) {
     const int J = 4, kx = 3, nz = 2, kz = nz * J;
     const Vec theta = Normals((J - 1) * kx + nz, 12), xz = Normals(kx + kz, 13, 1.0);
-    auto prob = [&](const Vec &v, int j) {
-        double P[J];
-        LogitProbabilities(theta.data(), J, v.data(), kx, v.data() + kx, nz, nullptr, P);
-        return P[j];
-    };
     Mat me(kx + kz, J, Vec((kx + kz) * J, -7.0));
     double P[J];
     LogitProbabilities(theta.data(), J, xz.data(), kx, xz.data() + kx, nz, nullptr, P);
     LogitMarginalEffects(theta.data(), P, kx, J, kz, me.p());
     for (int j = 0; j < J; ++j) {
-        const Vec d = testing::NumGradient([&](const Vec &v) { return prob(v, j); }, xz);
-        for (int i = 0; i < kx; ++i) EXPECT_NEAR(me[i][j], d[i], 1e-10);
-        for (int m = 0; m < nz; ++m) EXPECT_NEAR(me[kx + m][j], d[kx + m * J + j], 1e-10);  // own alternative
-        EXPECT_EQ(me[kx + kz - 1][j], -7.0);                                             // not written
+        const Vec d = testing::NumGradient([&](const Vec &v) {
+            double Pv[J];
+            LogitProbabilities(theta.data(), J, v.data(), kx, v.data() + kx, nz, nullptr, Pv);
+            return Pv[j];
+        }, xz);
+        for (int i = 0; i < kx + nz; ++i) EXPECT_NEAR(me[i][j], d[i < kx ? i : i + (i - kx) * (J - 1) + j], 1e-10);  // Z: own alternative
+        EXPECT_EQ(me[kx + kz - 1][j], -7.0);  // not written
     }
 }
 
-// Travel-mode data: 210 travellers choosing air, train, bus or car. Conditional logit on generalised
-// cost and terminal time with mode constants and income effects.
+// 210 travellers choosing air, train, bus or car: conditional logit on generalised cost and terminal
+// time with mode constants and income effects.
 TEST(LogitLik, ModeChoiceConditionalLogit) {
     const Mat raw = testing::ReadTable("modechoice.csv", ';');
     ASSERT_EQ(raw.rows, 840);
     Problem p{210, 4, 2, 2, Mat(210, 1), Mat(210, 2), Mat(210, 8), Mat(), Mat(), false};
-    for (int i = 0; i < 210; ++i)
-        for (int j = 0; j < 4; ++j) {
-            const double *r = raw[4 * i + j];  // individual, mode, choice, ttme, invc, invt, gc, hinc, psize
-            if (r[2] == 1.0) p.y[i][0] = j;
-            p.Z[i][j] = r[6] / 100.0, p.Z[i][4 + j] = r[3] / 100.0, p.X[i][0] = 1.0, p.X[i][1] = r[7] / 100.0;
-        }
+    for (int i = 0; i < 840; ++i) {
+        const double *r = raw[i];  // individual, mode, choice, ttme, invc, invt, gc, hinc, psize
+        const int t = i / 4, j = i % 4;
+        if (r[2] == 1.0) p.y[t][0] = j;
+        p.Z[t][j] = r[6] / 100.0, p.Z[t][4 + j] = r[3] / 100.0, p.X[t][0] = 1.0, p.X[t][1] = r[7] / 100.0;
+    }
     testing::CheckDerivatives(p.AsLik(), {0.5, 0.1, 0.3, -0.2, 0.2, 0.4, -1.0, -3.0}, p.N, true, 1e-7);
 }
 

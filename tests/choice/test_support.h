@@ -1,8 +1,7 @@
-// Shared by the choice-model tests: row-pointer matrices, the example data, host calls, and a check
-// of analytic derivatives against numerical ones.
+// Choice-model test support: row-pointer matrices, example data, host calls, derivative checks.
 #ifndef TESSEL_TESTS_CHOICE_TEST_SUPPORT_H
 #define TESSEL_TESTS_CHOICE_TEST_SUPPORT_H
-
+#include <gtest/gtest.h>
 #include <array>
 #include <cmath>
 #include <fstream>
@@ -10,18 +9,16 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
-
 #include "velawin/velawin.h"
 
 namespace tessel::testing {
+using Vec = std::vector<double>;
 
 struct Mat {  // row-major with row pointers, the layout the workers take
     int rows = 0, cols = 0;
-    std::vector<double> v;
+    Vec v;
     std::vector<double *> rp;
-    Mat(int r = 0, int c = 0, std::vector<double> d = {}) : rows(r), cols(c), v(std::move(d)) {
+    Mat(int r = 0, int c = 0, Vec d = {}) : rows(r), cols(c), v(std::move(d)) {
         v.resize(static_cast<size_t>(r) * c);
         for (int i = 0; i < r; ++i) rp.push_back(v.data() + static_cast<size_t>(i) * c);
     }
@@ -36,7 +33,7 @@ struct Mat {  // row-major with row pointers, the layout the workers take
 inline Mat ReadTable(const std::string &name, char sep) {
     std::ifstream in(std::string(TESSEL_EXAMPLES_DIR) + "/" + name);
     std::string line, cell;
-    std::vector<double> d;
+    Vec d;
     int rows = 0, cols = 0;
     for (std::getline(in, line); std::getline(in, line); ++rows) {
         std::stringstream ss(line);
@@ -44,8 +41,6 @@ inline Mat ReadTable(const std::string &name, char sep) {
     }
     return Mat(rows, cols, d);
 }
-
-using Vec = std::vector<double>;
 
 // Central differences with one Richardson step, steps relative to each element.
 inline Vec NumGradient(const std::function<double(const Vec &)> &f, const Vec &x) {
@@ -61,28 +56,23 @@ inline Vec NumGradient(const std::function<double(const Vec &)> &f, const Vec &x
 // Largest absolute difference relative to the largest magnitude in `want` (at least 1).
 inline double RelDiff(const Vec &got, const Vec &want) {
     double scale = 1.0, err = 0.0;
-    for (size_t i = 0; i < want.size(); ++i) {
-        scale = std::max(scale, std::fabs(want[i]));
-        err = std::max(err, std::fabs(got[i] - want[i]));
-    }
+    for (size_t i = 0; i < want.size(); ++i) scale = std::max(scale, std::fabs(want[i])), err = std::max(err, std::fabs(got[i] - want[i]));
     return err / scale;
 }
 
-// A likelihood evaluation: returns L and fills whichever of gradient, information, outer product
-// and contributions are not null.
+// Returns L and fills whichever of gradient, information, outer product and contributions are not null.
 using Lik = std::function<double(const Vec &theta, double *g, double *const *info, double *const *outer, double *contrib)>;
 
-// Gradient against the numerical derivative of L; the information matrix against the numerical
-// Hessian (when `hessian`); the outer product against per-observation gradients taken numerically
-// from the contributions (when N <= 100).
+// Gradient against the numerical derivative of L, information against the numerical Hessian (when
+// `hessian`), outer product against numerical per-observation gradients of the contributions (N <= 100).
 inline void CheckDerivatives(const Lik &f, const Vec &theta, int N, bool hessian, double tol = 1e-8) {
     const int n = static_cast<int>(theta.size());
-    auto L = [&](const Vec &t) { return f(t, nullptr, nullptr, nullptr, nullptr); };
+    const bool opg = N <= 100;
     auto grad = [&](const Vec &t) { Vec g(n); f(t, g.data(), nullptr, nullptr, nullptr); return g; };
-    EXPECT_LT(RelDiff(grad(theta), NumGradient(L, theta)), tol);
-    Mat info(n, n), outer(n, n), opg(n, n);
+    EXPECT_LT(RelDiff(grad(theta), NumGradient([&](const Vec &t) { return f(t, nullptr, nullptr, nullptr, nullptr); }, theta)), tol);
+    Mat info(n, n), outer(n, n), sum_gg(n, n);
     Vec contrib(N);
-    const double total = f(theta, nullptr, hessian ? info.p() : nullptr, N <= 100 ? outer.p() : nullptr, contrib.data());
+    const double total = f(theta, nullptr, hessian ? info.p() : nullptr, opg ? outer.p() : nullptr, contrib.data());
     double sum = 0.0;
     for (double c : contrib) sum += c;
     EXPECT_NEAR(sum, total, 1e-10 * (1.0 + std::fabs(total)));
@@ -90,12 +80,11 @@ inline void CheckDerivatives(const Lik &f, const Vec &theta, int N, bool hessian
         EXPECT_LT(RelDiff(Vec(info[r], info[r] + n), NumGradient([&](const Vec &t) { return -grad(t)[r]; }, theta)), tol) << r;
         for (int c = 0; c < n; ++c) EXPECT_EQ(info[r][c], info[c][r]);
     }
-    for (int i = 0; N <= 100 && i < N; ++i) {
+    for (int i = 0; opg && i < N; ++i) {
         const Vec gi = NumGradient([&](const Vec &t) { Vec c(N); f(t, nullptr, nullptr, nullptr, c.data()); return c[i]; }, theta);
-        for (int r = 0; r < n; ++r)
-            for (int c = 0; c < n; ++c) opg[r][c] += gi[r] * gi[c];
+        for (int r = 0; r < n * n; ++r) sum_gg[r / n][r % n] += gi[r / n] * gi[r % n];
     }
-    EXPECT_LT(N <= 100 ? RelDiff(outer.v, opg.v) : 0.0, tol);
+    EXPECT_LT(opg ? RelDiff(outer.v, sum_gg.v) : 0.0, tol);
 }
 
 // One export call: arguments and by-reference targets, all released at the end.
@@ -116,10 +105,7 @@ struct HostCall {
         return *this;
     }
     void Set(int i, VelaValue v) { VelaFreeByValue(&args[i]), args[i] = v; }
-    void Run(const char *name, VelaExportFn fn) {
-        VelawinBeginCall(name);
-        fn(&rtn, args.data(), static_cast<int>(args.size()));
-    }
+    void Run(const char *name, VelaExportFn fn) { VelawinBeginCall(name), fn(&rtn, args.data(), static_cast<int>(args.size())); }
     double Result() const { return rtn.type == VELA_DOUBLE ? rtn.data.dval : -12345.0; }
     double At(int t, int r, int c) const { return target[t].data.mat[r][c]; }
 };
@@ -134,5 +120,4 @@ inline void ExpectRefused(HostCall &c, const char *name, VelaExportFn fn, int in
 }
 
 }  // namespace tessel::testing
-
 #endif

@@ -1,11 +1,9 @@
 // FnActFitTable through the stand-in runtime.
 #include <gtest/gtest.h>
-
 #include "host/exports.h"
 #include "tests/choice/test_support.h"
 
 namespace {
-
 using tessel::testing::HostCall;
 using tessel::testing::Vec;
 

@@ -1,13 +1,10 @@
 // FnLogitJD and FnLogitProbDeriv through the stand-in runtime.
-#include <cmath>
-
 #include <gtest/gtest.h>
-
+#include <cmath>
 #include "host/exports.h"
 #include "tests/choice/test_support.h"
 
 namespace {
-
 using tessel::testing::HostCall;
 using tessel::testing::Vec;
 
@@ -16,15 +13,11 @@ const Vec kX = {1, 0.5, 1, -1.2, 1, 2.0, 1, 0.1, 1, -0.7, 1, 1.3};
 const Vec kZ = {1.0, 2.0, 0.5, 0.3, 1.1, 2.2, 1.7, 0.2, 0.9, 0.4, 0.8, 1.6, 2.1, 1.3, 0.6, 0.9, 0.9, 1.8};
 const Vec kY = {0, 1, 2, 1, 0, 2.9};  // 2.9 selects alternative 2
 const Vec kTheta = {0.2, -0.4, -0.3, 0.6, -0.8};
-
 double DirectLogLik(const Vec &th) {
     double L = 0.0;
     for (int i = 0; i < 6; ++i) {
         double s[3], S = 0.0;
-        for (int j = 0; j < 3; ++j) {
-            s[j] = th[4] * kZ[3 * i + j] + (j ? th[2 * j - 2] + th[2 * j - 1] * kX[2 * i + 1] : 0.0);
-            S += std::exp(s[j]);
-        }
+        for (int j = 0; j < 3; ++j) S += std::exp(s[j] = th[4] * kZ[3 * i + j] + (j ? th[2 * j - 2] + th[2 * j - 1] * kX[2 * i + 1] : 0.0));
         L += s[static_cast<int>(kY[i])] - std::log(S);
     }
     return L;
@@ -57,8 +50,8 @@ TEST(FnLogitJD, ResultsAndOptionalArguments) {
         weighted.Run("FnLogitJD", FnLogitJD);
         EXPECT_NEAR(weighted.Result(), 2.0 * DirectLogLik(kTheta), 1e-12);
         // Two columns of counts with J given as 5: J becomes 2.
-        grouped.M(2, 1, {0.5, -1.0}).M(2, 2, {3, 1, 0, 2}).I(5).M(2, 2, {1, 0.2, 1, -0.4}).M(0, 0, {}).M(0, 0, {}).M(0, 0, {});
-        grouped.Refs(3).Run("FnLogitJD", FnLogitJD);
+        grouped.M(2, 1, {0.5, -1.0}).M(2, 2, {3, 1, 0, 2}).I(5).M(2, 2, {1, 0.2, 1, -0.4}).M(0, 0, {}).M(0, 0, {}).M(0, 0, {}).Refs(3);
+        grouped.Run("FnLogitJD", FnLogitJD);
         const double a = 1.0 / (1.0 + std::exp(0.3)), b = 1.0 / (1.0 + std::exp(0.9));  // P of alternative 0
         EXPECT_NEAR(grouped.Result(), 3 * std::log(a) + std::log(1 - a) + 2 * std::log(1 - b), 1e-13);
         EXPECT_EQ(grouped.target[2].cols, 2);
@@ -67,29 +60,26 @@ TEST(FnLogitJD, ResultsAndOptionalArguments) {
 }
 
 TEST(FnLogitJD, RefusedArgumentsDegenerateShapesAndOutOfMemory) {
-    const int bad_arg[] = {2, 0, 1, 1, 0, 6};
-    for (int variant = 0; variant < 6; ++variant) {
+    const struct { int arg; VelaValue v; } bad[] = {
+        {2, VelawinDouble(3.0)}, {0, VelawinString("theta")},
+        {1, VelawinMatrix(6, 1, Vec{0, 1, 3, 1, 0, 2}.data())},   // alternative 3 of 0..2
+        {1, VelawinMatrix(6, 1, Vec{0, 1, -1, 1, 0, 2}.data())},  // negative choice
+        {0, VelawinMatrix(4, 1, nullptr)},                         // too few parameters
+        {6, VelawinMatrix(6, 2, nullptr)}};                        // offsets need J columns
+    for (const auto &[arg, v] : bad) {  // each names the argument it replaces
         HostCall c;
-        LogitArgs(c);
-        if (variant == 0) c.Set(2, VelawinDouble(3.0));
-        if (variant == 1) c.Set(0, VelawinString("theta"));
-        if (variant == 2) c.Set(1, VelawinMatrix(6, 1, Vec{0, 1, 3, 1, 0, 2}.data()));   // alternative 3 of 0..2
-        if (variant == 3) c.Set(1, VelawinMatrix(6, 1, Vec{0, 1, -1, 1, 0, 2}.data()));  // negative choice
-        if (variant == 4) c.Set(0, VelawinMatrix(4, 1, nullptr));                       // too few parameters
-        if (variant == 5) c.Set(6, VelawinMatrix(6, 2, nullptr));                       // offsets need J columns
-        tessel::testing::ExpectRefused(c, "FnLogitJD", FnLogitJD, bad_arg[variant]);
+        LogitArgs(c).Set(arg, v);
+        tessel::testing::ExpectRefused(c, "FnLogitJD", FnLogitJD, arg);
     }
     HostCall empty, oom;
-    empty.M(2, 1, {0.1, 0.2}).M(0, 1, {}).I(3).M(0, 1, {}).M(0, 0, {}).M(0, 0, {}).M(0, 0, {}).Refs(5);
-    empty.Run("FnLogitJD", FnLogitJD);
+    empty.M(2, 1, {0.1, 0.2}).M(0, 1, {}).I(3).M(0, 1, {}).M(0, 0, {}).M(0, 0, {}).M(0, 0, {}).Refs(5).Run("FnLogitJD", FnLogitJD);
     EXPECT_TRUE(empty.Result() == 0.0 && empty.target[2].ival == 0);
     LogitArgs(oom);
     const long live = VelawinLiveBlocks();
     VelawinFailAllocations(1, 1);  // the second output cannot be had
     oom.Run("FnLogitJD", FnLogitJD);
     VelawinFailAllocations(0, 0);
-    EXPECT_TRUE(std::isnan(oom.Result()));
-    EXPECT_EQ(VelawinLiveBlocks(), live);
+    EXPECT_TRUE(std::isnan(oom.Result()) && VelawinLiveBlocks() == live);
 }
 
 TEST(FnLogitProbDeriv, MarginalEffects) {

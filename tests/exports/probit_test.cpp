@@ -1,19 +1,15 @@
 // FnBinProbitJD through the stand-in runtime.
-#include <cmath>
-
 #include <gtest/gtest.h>
-
+#include <cmath>
 #include "host/exports.h"
 #include "numeric/distributions.h"
 #include "tests/choice/test_support.h"
 
 namespace {
-
 using tessel::testing::HostCall;
 using tessel::testing::Vec;
 
 const Vec kX = {1, 0.3, 1, -1.1, 1, 2.0, 1, 0.4, 1, -0.2}, kW = {1, 2, 1, 2, 1};
-
 HostCall &ProbitArgs(HostCall &c, const Vec &y = {1, 0, 1, 0.99, 1}) {  // 0.99 counts as 0
     return c.M(2, 1, {0.1, 0.5}).M(5, 1, y).M(5, 2, kX).M(5, 1, kW).Refs(5);
 }

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
-
 #include <cmath>
-
 #include "numeric/complex.h"
 
 using tessel::CxAbs;
@@ -19,8 +17,6 @@ TEST(Complex, QuotientInvertsTheProductAtOrdinaryAndExtremeScales) {
     EXPECT_DOUBLE_EQ(CxDiv({1e-300, 0.0}, {0.0, 1e-300}).im, -1.0);
     EXPECT_DOUBLE_EQ(CxAbs({3e300, -4e300}), 5e300);
     EXPECT_DOUBLE_EQ(CxAbs({-3e-300, 4e-300}), 5e-300);
-    EXPECT_EQ(CxAbs({0.0, 0.0}), 0.0);
-    EXPECT_TRUE(std::isinf(CxAbs({INFINITY, NAN})));
-    EXPECT_TRUE(std::isnan(CxAbs({NAN, 1.0})));
+    EXPECT_TRUE(CxAbs({0.0, 0.0}) == 0.0 && std::isinf(CxAbs({INFINITY, NAN})) && std::isnan(CxAbs({NAN, 1.0})));
     EXPECT_FALSE(std::isfinite(CxDiv({1.0, 1.0}, {0.0, 0.0}).re));
 }
