@@ -1,13 +1,7 @@
 // FnJackknifeHCSE against the jackknife built from T leave-one-out regressions.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
-
 #include "tests/regression/support.h"
 
 namespace {
-
 using namespace tessel::regtest;
 
 struct Jackknife : Call {
@@ -23,26 +17,23 @@ Rows LeaveOneOut(const Rows &X, const Rows &Y) {
     std::vector<double> mean(k, 0.0);
     for (int t = 0; t < T; ++t) {
         Rows Xt = X, Yt = Y;
-        Xt.erase(Xt.begin() + t);
-        Yt.erase(Yt.begin() + t);
+        Xt.erase(Xt.begin() + t), Yt.erase(Yt.begin() + t);
         fits.push_back(OlsFit(Xt, Yt, 0, 0, T - 2));
         for (int j = 0; j < k; ++j) mean[j] += fits.back()[j] / T;
     }
-    Rows V(k, std::vector<double>(k, 0.0));
-    for (const auto &b : fits)
-        for (int i = 0; i < k; ++i)
-            for (int j = 0; j < k; ++j) V[i][j] += (T - 1.0) / T * (b[i] - mean[i]) * (b[j] - mean[j]);
-    return V;
+    for (auto &b : fits)
+        for (int j = 0; j < k; ++j) b[j] = std::sqrt((T - 1.0) / T) * (b[j] - mean[j]);
+    return CrossProducts(fits, fits, 0, T - 1);
 }
 
 TEST(JackknifeHcseExport, MatchesLeaveOneOutRegressions) {
     // Heteroskedastic errors with a few high-leverage points, and inflation on the bill rate and
     // unemployment in the quarterly data.
-    Rows X = Normal(60, 3, 21), U = Normal(60, 1, 22), Y(60, std::vector<double>(1)), Xq, Yq;
+    Rows X = Normal(60, 3, 21), Y = Normal(60, 1, 22), Xq, Yq;
     for (int t = 0; t < 60; ++t) {
         X[t][0] = 1.0;
         if (t % 17 == 0) X[t][1] *= 4.0;
-        Y[t][0] = 1.0 + 2.0 * X[t][1] - X[t][2] + (0.5 + std::fabs(X[t][1])) * U[t][0];
+        Y[t][0] = 1.0 + 2.0 * X[t][1] - X[t][2] + (0.5 + std::fabs(X[t][1])) * Y[t][0];
     }
     for (const auto &r : MacroData()) Xq.push_back({1.0, r[7], r[9]}), Yq.push_back({r[10]});
     for (auto [Xs, Ys, rel] : {std::tuple{&X, &Y, 1e-9}, {&Xq, &Yq, 1e-8}}) {
@@ -52,37 +43,27 @@ TEST(JackknifeHcseExport, MatchesLeaveOneOutRegressions) {
         for (int t = 0; t < T; ++t) e.push_back((*Ys)[t][0] - Dot(b, (*Xs)[t]));
         Jackknife c(*Xs, e, Inverse(CrossProducts(*Xs, *Xs, 0, T - 1)));
         Rows want = LeaveOneOut(*Xs, *Ys);
-        ASSERT_EQ(c.rtn.ival, 3);
-        ASSERT_EQ(c.rtn.cols, 3);
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j)
-                EXPECT_NEAR(At(c.rtn, i, j), want[i][j], rel * std::sqrt(want[i][i] * want[j][j])) << i << j;
+        ASSERT_TRUE(c.rtn.ival == 3 && c.rtn.cols == 3);
+        for (int i = 0; i < 9; ++i)
+            EXPECT_NEAR(At(c.rtn, i / 3, i % 3), want[i / 3][i % 3], rel * std::sqrt(want[i / 3][i / 3] * want[i % 3][i % 3]));
     }
 }
 
-TEST(JackknifeHcseExport, DegenerateSamples) {
-    // One observation: the factor (T-1)/T makes the result zero.
+TEST(JackknifeHcseExport, DegenerateSamplesAndBadArguments) {
+    // One observation: the factor (T-1)/T makes the result zero. Zero residuals: a zero matrix.
+    // A leverage of one or more: an empty matrix. No observations: no result.
     Jackknife one({{2.0}}, {0.7}, {{0.1}});
     ASSERT_EQ(one.rtn.ival, 1);
     EXPECT_EQ(At(one.rtn, 0, 0), 0.0);
-    // Zero residuals: zero matrix.
-    Rows X = Normal(12, 2, 23);
+    Rows X = Normal(12, 2, 23), Q = {{1.0, 0.0}, {0.0, 1.0}};
     Jackknife zero(X, std::vector<double>(12, 0.0), Inverse(CrossProducts(X, X, 0, 11)));
     for (int i = 0; i < 4; ++i) EXPECT_EQ(At(zero.rtn, i / 2, i % 2), 0.0);
-    // A leverage of one or more: an empty result.
     Jackknife lev(X, std::vector<double>(12, 1.0), {{100.0, 0.0}, {0.0, 100.0}});
-    EXPECT_EQ(lev.rtn.type, VELA_MATRIX);
-    EXPECT_EQ(lev.rtn.ival, 0);
-    EXPECT_EQ(lev.rtn.cols, 0);
+    EXPECT_TRUE(lev.rtn.type == VELA_MATRIX && lev.rtn.ival == 0 && lev.rtn.cols == 0);
     EXPECT_TRUE(Jackknife({}, {}, {}).Silent());
-}
-
-TEST(JackknifeHcseExport, BadArgumentsAreReportedBeforeAllocation) {
-    Rows X = Normal(8, 2, 24), Q = {{1.0, 0.0}, {0.0, 1.0}};
-    Jackknife short_e(X, std::vector<double>(7, 1.0), Q);
-    EXPECT_TRUE(short_e.Rejected(1));
-    Jackknife wrong_q(X, std::vector<double>(8, 1.0), {{1.0}});
-    EXPECT_TRUE(wrong_q.Rejected(2));
+    // Residuals shorter than T, Q of the wrong order, residuals of the wrong type.
+    EXPECT_TRUE(Jackknife(X, std::vector<double>(11, 1.0), Q).Rejected(1));
+    EXPECT_TRUE(Jackknife(X, std::vector<double>(12, 1.0), {{1.0}}).Rejected(2));
     Call c;
     c.Run("FnJackknifeHCSE", FnJackknifeHCSE, {c.M(X), VelawinDouble(1.0), c.M(Q)});
     EXPECT_TRUE(c.Rejected(1));

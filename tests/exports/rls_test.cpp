@@ -1,14 +1,7 @@
 // FnRlsEst against separate least-squares fits on every growing sample.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <tuple>
-#include <vector>
-
 #include "tests/regression/support.h"
 
 namespace {
-
 using namespace tessel::regtest;
 
 struct Rls : Call {
@@ -23,11 +16,9 @@ struct Rls : Call {
 
 double LogDet(Rows A) {  // A positive definite
     double ld = 0.0;
-    for (size_t c = 0; c < A.size(); ++c) {
-        ld += std::log(A[c][c]);
+    for (size_t c = 0; c < A.size(); ld += std::log(A[c][c]), ++c)
         for (size_t r = c + 1; r < A.size(); ++r)
             for (size_t j = A.size(); j-- > c;) A[r][j] -= A[r][c] / A[c][c] * A[c][j];
-    }
     return ld;
 }
 
@@ -41,9 +32,7 @@ double Quad(const Rows &M, const std::vector<double> &x) {
 // re-estimation steps (the first one, and `restart`) f uses the inverse that includes t.
 void ExpectMatchesFreshFits(const Rls &c, const Rows &Y, const Rows &X, int t2, double tol, int restart = -1) {
     const int n = static_cast<int>(Y[0].size()), k = static_cast<int>(X[0].size());
-    ASSERT_EQ(c.rtn.ival, 1);
-    ASSERT_EQ(c.coef->ival, n * k);
-    ASSERT_EQ(c.coef->cols, t2 + 1);
+    ASSERT_TRUE(c.rtn.ival == 1 && c.coef->ival == n * k && c.coef->cols == t2 + 1);
     for (int t = 0; t < k; ++t) EXPECT_TRUE(std::isnan(At(*c.innov, 0, t)) && std::isnan(At(*c.loglik, 0, t)));
     for (int t = k; t <= t2; ++t) {
         Rows Mprev = Inverse(CrossProducts(X, X, 0, t - 1)), Mnow = Inverse(CrossProducts(X, X, 0, t));
@@ -62,14 +51,12 @@ void ExpectMatchesFreshFits(const Rls &c, const Rows &Y, const Rows &X, int t2, 
             EXPECT_NEAR(At(*c.rss, i, t), ss, tol * ss) << t;
         }
         for (int j = 0; j < k; ++j) EXPECT_NEAR(At(*c.diagM, j, t), Mnow[j][j], tol * Mnow[j][j]) << t;
-        if (t + 1 - k < n) {  // fewer residual degrees of freedom than equations: singular
-            EXPECT_TRUE(std::isnan(At(*c.loglik, 0, t))) << t;
-            continue;
-        }
+        // Fewer residual degrees of freedom than equations: a singular residual covariance.
         Rows S = CrossProducts(E, E, 0, t);
         for (auto &row : S)
             for (double &x : row) x /= t2 + 1;
-        EXPECT_NEAR(At(*c.loglik, 0, t), -0.5 * LogDet(S), tol * 10) << t;
+        if (t + 1 - k < n) EXPECT_TRUE(std::isnan(At(*c.loglik, 0, t))) << t;
+        else EXPECT_NEAR(At(*c.loglik, 0, t), -0.5 * LogDet(S), tol * 10) << t;
     }
 }
 
@@ -89,25 +76,21 @@ TEST(RlsEstExport, QuarterlyDataOneAndThreeEquations) {
 
 TEST(RlsEstExport, SimulatedSystemsAndRestart) {
     for (int n : {1, 3}) {
-        Rows X = Normal(120, 4, 40 + n), U = Normal(120, n, 50 + n), Y(120, std::vector<double>(n));
+        Rows X = Normal(120, 4, 40 + n), Y = Normal(120, n, 50 + n);
         for (int t = 0; t < 120; ++t) {
             X[t][0] = 1.0;
-            for (int i = 0; i < n; ++i) Y[t][i] = 0.5 * i + X[t][1] - 0.3 * X[t][2] * (i + 1) + U[t][i];
+            for (int i = 0; i < n; ++i) Y[t][i] += 0.5 * i + X[t][1] - 0.3 * X[t][2] * (i + 1);
         }
         Rls update(Y, X, 0, 119, -1), restart(Y, X, 0, 119, 40), outside(Y, X, 0, 119, 130);
         ExpectMatchesFreshFits(update, Y, X, 119, 1e-9);
         ExpectMatchesFreshFits(restart, Y, X, 119, 1e-9, 40);
-        // The restart recomputes the same numbers, except the standardised innovation of its own step.
-        for (int t = 0; t <= 119; ++t) {
+        ExpectMatchesFreshFits(outside, Y, X, 119, 1e-9);
+        // The restart recomputes the numbers of the update path; only f of its own step differs.
+        for (int t = 4; t <= 119; ++t)
             for (int i = 0; i < n; ++i) {
-                EXPECT_TRUE(Near(At(*restart.rss, i, t), At(*update.rss, i, t), 1e-10)) << t;
-                EXPECT_TRUE(Near(At(*restart.coef, i * 4 + 1, t), At(*update.coef, i * 4 + 1, t), 1e-10)) << t;
-                EXPECT_TRUE(Near(At(*restart.wres, i, t), At(*update.wres, i, t), t == 40 ? 1e300 : 1e-10)) << t;
-                EXPECT_TRUE(Near(At(*outside.wres, i, t), At(*update.wres, i, t), 0.0)) << t;
+                EXPECT_NEAR(At(*restart.rss, i, t), At(*update.rss, i, t), 1e-10) << t;
+                EXPECT_NEAR(At(*restart.coef, i * 4 + 1, t), At(*update.coef, i * 4 + 1, t), 1e-10) << t;
             }
-            EXPECT_TRUE(Near(At(*restart.loglik, 0, t), At(*update.loglik, 0, t), 1e-10)) << t;
-        }
-        EXPECT_GT(std::fabs(At(*restart.wres, 0, 40)), std::fabs(At(*update.wres, 0, 40)));
     }
 }
 
@@ -124,8 +107,8 @@ TEST(RlsEstExport, ZeroRegressorReestimatesEveryStepWithoutIt) {
         EXPECT_NEAR(At(*z.coef, 0, t), b[0], 1e-10);
         EXPECT_EQ(At(*z.coef, 1, t), 0.0);
         EXPECT_NEAR(At(*z.coef, 2, t), b[1], 1e-10);
-        EXPECT_NEAR(At(*z.diagM, 2, t), Mnow[1][1], 1e-10);
         EXPECT_TRUE(std::isnan(At(*z.diagM, 1, t)));
+        EXPECT_NEAR(At(*z.diagM, 2, t), Mnow[1][1], 1e-10);
         EXPECT_NEAR(At(*z.rss, 0, t), ss, 1e-10 * ss);
         // Every step is a re-estimation, so f includes the current observation.
         EXPECT_NEAR(At(*z.wres, 0, t), At(*z.innov, 0, t) / std::sqrt(1 + Quad(Mnow, X[t])), 1e-10);
@@ -136,12 +119,11 @@ TEST(RlsEstExport, ZeroRegressorReestimatesEveryStepWithoutIt) {
 TEST(RlsEstExport, LaterStartTakesStartingCrossProductsFromShiftedObservations) {
     // t1 = 3, k = 2: the initial fit uses observations 3, 4, but the cross products start from
     // observations 6, 7 (columns 3, 4 of copies that begin at observation 3).
-    Rows X = Normal(30, 2, 91), Y = Normal(30, 1, 92);
+    Rows X = Normal(30, 2, 91), Y = Normal(30, 1, 92), M = Inverse(CrossProducts(X, X, 3, 5));
     Rls c(Y, X, 3, 29, -1);
     ASSERT_EQ(c.rtn.ival, 1);
     EXPECT_TRUE(std::isnan(At(*c.coef, 0, 4)));
     EXPECT_NEAR(At(*c.innov, 0, 5), Y[5][0] - Dot(OlsFit(X, Y, 0, 3, 4), X[5]), 1e-12);
-    Rows M = Inverse(CrossProducts(X, X, 3, 5));
     std::vector<double> xy(2, 0.0);
     for (int s : {6, 7, 5})
         for (int j = 0; j < 2; ++j) xy[j] += X[s][j] * Y[s][0];
@@ -154,38 +136,24 @@ TEST(RlsEstExport, LaterStartTakesStartingCrossProductsFromShiftedObservations) 
 TEST(RlsEstExport, OptionalOutputsOutOfMemoryAndDegenerateShapes) {
     Rows X = Normal(25, 2, 93), Y = Normal(25, 1, 94);
     Rls all(Y, X, 0, 24, -1), first_only(Y, X, 0, 24, -1, 6);
-    EXPECT_EQ(first_only.rtn.ival, 1);
-    EXPECT_EQ(first_only.diagM->type, VELA_EMPTY);
+    EXPECT_TRUE(first_only.rtn.ival == 1 && first_only.diagM->type == VELA_EMPTY);
     for (int t = 2; t < 25; ++t) EXPECT_EQ(At(*first_only.coef, 1, t), At(*all.coef, 1, t));
-
     // The host runs out of memory for the third output: return 0, nothing left allocated.
     VelawinFailAllocations(2, 1);
     Rls starved(Y, X, 0, 24, -1);
     VelawinFailAllocations(0, 0);
-    EXPECT_EQ(starved.rtn.ival, 0);
-    EXPECT_EQ(starved.coef->type, VELA_EMPTY);
-    EXPECT_EQ(starved.live_after, starved.live_before);
-
-    // No equations: nothing to estimate, outputs without rows or missing.
-    Rls no_y(Rows(25, std::vector<double>{}), X, 0, 24, -1);
-    EXPECT_EQ(no_y.rtn.ival, 0);
-    EXPECT_EQ(no_y.coef->ival, 0);
-    EXPECT_TRUE(std::isnan(At(*no_y.diagM, 1, 24)));
-
-    // k observations only: return 0, outputs all missing.
-    Rls tiny(Y, X, 0, 1, -1);
-    EXPECT_EQ(tiny.rtn.ival, 0);
-    EXPECT_TRUE(std::isnan(At(*tiny.innov, 0, 0)) && std::isnan(At(*tiny.innov, 0, 1)));
+    EXPECT_TRUE(starved.rtn.ival == 0 && starved.coef->type == VELA_EMPTY && starved.live_after == starved.live_before);
+    // No equations: outputs without rows or missing. k observations only: return 0, all missing.
+    Rls no_y(Rows(25, std::vector<double>{}), X, 0, 24, -1), tiny(Y, X, 0, 1, -1);
+    EXPECT_TRUE(no_y.rtn.ival == 0 && no_y.coef->ival == 0 && std::isnan(At(*no_y.diagM, 1, 24)));
+    EXPECT_TRUE(tiny.rtn.ival == 0 && std::isnan(At(*tiny.innov, 0, 0)) && std::isnan(At(*tiny.innov, 0, 1)));
 }
 
 TEST(RlsEstExport, InconsistentSamplesReturnSilentlyAndWrongTypesAreReported) {
     Rows X = Normal(10, 2, 95), Y = Normal(10, 1, 96);
-    for (auto [t1, t2, errors] : {std::tuple{5, 4, 0}, {0, 10, 0}, {-1, 5, 1}}) {
-        Rls c(Y, X, t1, t2, -1);
-        EXPECT_EQ(VelawinErrorCount(), errors);
-        EXPECT_EQ(c.live_after, c.live_before);
-        EXPECT_EQ(c.rtn.type, VELA_EMPTY);
-    }
+    EXPECT_TRUE(Rls(Y, X, 5, 4, -1).Silent());
+    EXPECT_TRUE(Rls(Y, X, 0, 10, -1).Silent());
+    EXPECT_TRUE(Rls(Y, X, -1, 5, -1).Rejected(2));
     Call c;
     VelaValue *coef;
     c.Run("FnRlsEst", FnRlsEst, {c.M(Y), c.M(X), VelawinInt(0), VelawinDouble(9.0), VelawinInt(-1), c.Ref(&coef)});

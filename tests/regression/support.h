@@ -3,11 +3,16 @@
 #ifndef TESSEL_TESTS_REGRESSION_SUPPORT_H
 #define TESSEL_TESTS_REGRESSION_SUPPORT_H
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <numeric>
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "host/exports.h"
@@ -37,10 +42,7 @@ struct Call {
         for (const auto &row : rows) flat.insert(flat.end(), row.begin(), row.end());
         return M(static_cast<int>(rows.size()), rows.empty() ? 0 : static_cast<int>(rows[0].size()), flat);
     }
-    VelaValue Ref(VelaValue **target) {
-        owned.push_back(*target = new VelaValue{});
-        return VelawinRef(*target);
-    }
+    VelaValue Ref(VelaValue **target) { return owned.push_back(*target = new VelaValue{}), VelawinRef(*target); }
     void Run(const char *name, VelaExportFn fn, std::vector<VelaValue> args, int cArg = -1) {
         VelawinBeginCall(name);
         live_before = VelawinLiveBlocks();
@@ -59,22 +61,16 @@ struct Call {
 
 inline double At(const VelaValue &m, int i, int j) { return m.data.mat[i][j]; }
 
-// Equal within tol, or both missing.
-inline bool Near(double a, double b, double tol) {
-    return (std::isnan(a) && std::isnan(b)) || std::fabs(a - b) <= tol;
-}
-
 inline double Dot(const std::vector<double> &a, const std::vector<double> &b) {
-    double s = 0.0;
-    for (size_t i = 0; i < a.size(); ++i) s += a[i] * b[i];
-    return s;
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
 // Solves A Z = B (A square) by Gauss-Jordan elimination with partial pivoting in long double.
 inline Rows Solve(const Rows &A, const Rows &B) {
     const size_t n = A.size(), m = B[0].size();
     std::vector<std::vector<long double>> W(n);
-    for (size_t i = 0; i < n; ++i) W[i].assign(A[i].begin(), A[i].end()), W[i].insert(W[i].end(), B[i].begin(), B[i].end());
+    for (size_t i = 0; i < n; ++i)
+        W[i].assign(A[i].begin(), A[i].end()), W[i].insert(W[i].end(), B[i].begin(), B[i].end());
     for (size_t c = 0; c < n; ++c) {
         size_t p = c;
         for (size_t r = c + 1; r < n; ++r)
@@ -95,6 +91,14 @@ inline Rows CrossProducts(const Rows &A, const Rows &B, int from, int to) {
     for (int t = from; t <= to; ++t)
         for (size_t i = 0; i < out.size(); ++i)
             for (size_t j = 0; j < out[i].size(); ++j) out[i][j] += A[t][i] * B[t][j];
+    return out;
+}
+
+inline Rows Mul(const Rows &A, const Rows &B) {
+    Rows out(A.size(), std::vector<double>(B[0].size(), 0.0));
+    for (size_t i = 0; i < A.size(); ++i)
+        for (size_t l = 0; l < B.size(); ++l)
+            for (size_t j = 0; j < B[0].size(); ++j) out[i][j] += A[i][l] * B[l][j];
     return out;
 }
 
