@@ -49,8 +49,7 @@ struct Call {
         fn(&rtn, args.data(), cArg < 0 ? static_cast<int>(args.size()) : cArg);
         live_after = VelawinLiveBlocks();
     }
-    // Nothing allocated, no return value (or one of type `type`), and no error (Silent) or one about
-    // argument `arg` (Rejected).
+    // Nothing allocated, no return value (or one of `type`), no error or one about argument `arg`.
     bool Silent() const { return VelawinErrorCount() == 0 && live_after == live_before && rtn.type == VELA_EMPTY; }
     bool Rejected(int arg = -1, int type = VELA_EMPTY) const {
         const std::string msg = VelawinLastError();
@@ -120,8 +119,7 @@ inline Rows Normal(int r, int c, unsigned seed) {
     std::mt19937_64 gen(seed);
     std::normal_distribution<double> z(0.0, 1.0);
     Rows out(r, std::vector<double>(c));
-    for (auto &row : out)
-        for (auto &x : row) x = z(gen);
+    for (auto &row : out) std::generate(row.begin(), row.end(), [&] { return z(gen); });
     return out;
 }
 
