@@ -51,7 +51,7 @@ TEST(InstabilityTestExport, MatchesCumulativeSums) {
     }
 }
 
-TEST(InstabilityTestExport, SingularScoreVarianceReturnsMinusOneAfterTheIndividualStatistics) {
+TEST(InstabilityTestExport, SingularScoreVarianceAndBadArguments) {
     // Constant regressor, u = (1, -1), rss = 2: the variance scores are all zero.
     Instability c({{1.0}, {1.0}}, {1.0, -1.0}, 2.0);
     EXPECT_EQ(c.rtn.data.dval, -1.0);
@@ -64,20 +64,16 @@ TEST(InstabilityTestExport, SingularScoreVarianceReturnsMinusOneAfterTheIndividu
     Instability z(X, u, 15.0);
     EXPECT_EQ(z.rtn.data.dval, -1.0);
     EXPECT_TRUE(std::isfinite(At(*z.indiv, 0, 0)) && !std::isfinite(At(*z.indiv, 0, 1)));
-}
-
-TEST(InstabilityTestExport, BadArgumentsAllocateNothing) {
-    Rows X = Normal(10, 2, 9);
-    std::vector<double> u(10, 0.5);
-    Instability short_u(X, std::vector<double>(9, 0.5), 1.0);
+    // Residuals shorter than T, wrong types, no reference for the individual statistics.
+    Instability short_u(X, std::vector<double>(19, 0.5), 1.0);
     EXPECT_TRUE(short_u.Rejected(1) && short_u.indiv->type == VELA_EMPTY);
     EXPECT_TRUE(Instability({}, {}, 1.0).Silent());
-    Call c, no_ref;
+    Call wrong, no_ref;
     VelaValue *indiv;
-    c.Run("FnInstabilityTest", FnInstabilityTest, {c.M(X), c.M(10, 1, u), VelawinInt(1), c.Ref(&indiv)});
-    EXPECT_TRUE(c.Rejected(2));
+    wrong.Run("FnInstabilityTest", FnInstabilityTest, {wrong.M(X), wrong.M(20, 1, u), VelawinInt(1), wrong.Ref(&indiv)});
+    EXPECT_TRUE(wrong.Rejected(2));
     no_ref.Run("FnInstabilityTest", FnInstabilityTest,
-               {no_ref.M(X), no_ref.M(10, 1, u), VelawinDouble(1.0), no_ref.M(1, 1, {0})});
+               {no_ref.M(X), no_ref.M(20, 1, u), VelawinDouble(1.0), no_ref.M(1, 1, {0})});
     EXPECT_TRUE(no_ref.Rejected(3));
 }
 

@@ -80,7 +80,7 @@ TEST(RalsFuncExport, CriterionResidualsAndDerivativesFromTheModelEquations) {
     }
 }
 
-TEST(RalsFuncExport, LagBandAtOrPastTheSampleAndOptionalOutputs) {
+TEST(RalsFuncExport, EdgeLagBandsOptionalOutputsBadShapesAndBadLags) {
     const Model m(6, 1, 2, 3);
     // r2 = T: no innovations, the residuals are the regression residuals. r1 > r2: no autoregression.
     Rals edge(m.theta, m.y, m.X, 5, 6), plain({1.0, 0.5}, m.y, m.X, 3, 2);
@@ -94,24 +94,20 @@ TEST(RalsFuncExport, LagBandAtOrPastTheSampleAndOptionalOutputs) {
     EXPECT_TRUE(only_resid.grad->type == VELA_EMPTY && with_grad.grad->ival == 4 && with_grad.hess->type == VELA_EMPTY);
     EXPECT_EQ(only_resid.rtn.data.dval, with_grad.rtn.data.dval);
     for (int t = 0; t < 6; ++t) EXPECT_EQ(At(*only_resid.resid, t, 0), At(*with_grad.resid, t, 0));
-}
-
-TEST(RalsFuncExport, BadShapesGiveMissingAndBadLagsAreRejected) {
-    const Model m(10, 1, 1, 5);
     // y with two columns, or X without T rows: the missing value, nothing allocated.
-    Rals wide(m.theta, {1, 2, 3, 4}, m.X, 1, 1, 6, 2), short_x(m.theta, m.y, Rows(5, {1.0, 2.0}), 1, 1);
+    Rals wide(m.theta, {1, 2, 3, 4}, m.X, 1, 1, 6, 2), short_x(m.theta, m.y, Rows(3, {1.0, 2.0}), 1, 1);
     for (Rals *c : {&wide, &short_x})
         EXPECT_TRUE(c->rtn.type == VELA_DOUBLE && std::isnan(c->rtn.data.dval) && c->resid->type == VELA_EMPTY &&
                     c->live_after == c->live_before);
     // Lags outside the sample (r2 > T would read before the data) and a theta too short for the band.
-    for (auto [r1, r2, bad] : {std::tuple{1, 11, 4}, {1, -1, 4}, {-1, 1, 3}, {1, 2, 0}}) {
+    for (auto [r1, r2, bad] : {std::tuple{1, 7, 4}, {1, -1, 4}, {-1, 1, 3}, {1, 3, 0}}) {
         Rals call(m.theta, m.y, m.X, r1, r2);
         EXPECT_TRUE(call.Rejected(bad, VELA_DOUBLE) && std::isnan(call.rtn.data.dval)) << r1 << " " << r2;
     }
     Call c;
     VelaValue *resid;
     c.Run("FnRalsFunc", FnRalsFunc,
-          {c.M(1, 3, m.theta), c.M(10, 1, m.y), c.M(m.X), VelawinDouble(1.0), VelawinInt(1), c.Ref(&resid)});
+          {c.M(1, 4, m.theta), c.M(6, 1, m.y), c.M(m.X), VelawinDouble(1.0), VelawinInt(1), c.Ref(&resid)});
     EXPECT_TRUE(c.Rejected(3));
 }
 
