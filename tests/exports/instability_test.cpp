@@ -29,7 +29,7 @@ std::vector<double> Stats(const Rows &X, const std::vector<double> &u, double rs
     return out;
 }
 
-TEST(InstabilityTestExport, MatchesCumulativeSums) {
+TEST(InstabilityTestExport, CumulativeSumsSingularVarianceAndBadArguments) {
     // Least-squares residuals of log consumption on log income and the bill rate (u as a column
     // and as a row), and simulated scores with any variance divisor.
     Rows Xq, Yq, Xs = Normal(75, 2, 5), Us = Normal(75, 1, 6);
@@ -49,9 +49,6 @@ TEST(InstabilityTestExport, MatchesCumulativeSums) {
         EXPECT_NEAR(c.rtn.data.dval, want[p], tol * want[p]);
         for (int j = 0; j < p; ++j) EXPECT_NEAR(At(*c.indiv, 0, j), want[j], tol * want[j]) << j;
     }
-}
-
-TEST(InstabilityTestExport, SingularScoreVarianceAndBadArguments) {
     // Constant regressor, u = (1, -1), rss = 2: the variance scores are all zero.
     Instability c({{1.0}, {1.0}}, {1.0, -1.0}, 2.0);
     EXPECT_EQ(c.rtn.data.dval, -1.0);

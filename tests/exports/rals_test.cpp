@@ -51,7 +51,7 @@ struct Rals : Call {
     }
 };
 
-TEST(RalsFuncExport, CriterionResidualsAndDerivativesFromTheModelEquations) {
+TEST(RalsFuncExport, ModelEquationsEdgeLagBandsAndBadArguments) {
     for (auto [r1, r2] : {std::pair{1, 1}, {1, 2}, {2, 4}, {3, 3}}) {
         const Model m(120, r1, r2, 30 + r1);
         const int n = static_cast<int>(m.theta.size()), T = 120;
@@ -78,9 +78,6 @@ TEST(RalsFuncExport, CriterionResidualsAndDerivativesFromTheModelEquations) {
                 EXPECT_EQ(At(*call.hess, p, q), At(*call.hess, q, p));
             }
     }
-}
-
-TEST(RalsFuncExport, EdgeLagBandsOptionalOutputsBadShapesAndBadLags) {
     const Model m(6, 1, 2, 3);
     // r2 = T: no innovations, the residuals are the regression residuals. r1 > r2: no autoregression.
     Rals edge(m.theta, m.y, m.X, 5, 6), plain({1.0, 0.5}, m.y, m.X, 3, 2);

@@ -79,7 +79,7 @@ TEST(RivEstExport, MatchesTwoStageLeastSquaresOnEveryGrowingSample) {
     }
 }
 
-TEST(RivEstExport, NothingToDoSingularAndOptionalOutputs) {
+TEST(RivEstExport, NothingToDoSingularOptionalOutputsAndBadArguments) {
     Rows obs = Simulate(30, 2, 2, 2, 105);
     Riv none(obs, 2, 2, 2, 0, 19, 21), singular(obs, 2, 2, 2, 0, 19, 2);  // fewer observations than instruments
     EXPECT_TRUE(none.rtn.ival == 1 && singular.rtn.ival == 0);
@@ -87,10 +87,6 @@ TEST(RivEstExport, NothingToDoSingularAndOptionalOutputs) {
     Riv all(obs, 2, 2, 2, 0, 19, 8), coef_only(obs, 2, 2, 2, 0, 19, 8, 8);
     EXPECT_TRUE(coef_only.rtn.ival == 1 && coef_only.diagV->type == VELA_EMPTY);
     for (int t = 7; t <= 19; ++t) EXPECT_EQ(At(*coef_only.coef, 1, t), At(*all.coef, 1, t));
-}
-
-TEST(RivEstExport, InconsistentArgumentsReturnSilentlyOrAreRejected) {
-    Rows obs = Simulate(30, 2, 2, 2, 107);
     // Silent: no further instrument, t2 past the data, t2 < t1, too few rows for k + nInstr + 1,
     // no dependent variable slot.
     for (auto [nEndog, k, nInstr, t1, t2] :
