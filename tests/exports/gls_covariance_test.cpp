@@ -20,7 +20,9 @@ Rows DirectOmega(const Rows &X, const Rows &E, int L) {
 }
 
 struct Gls : Call {
-    Gls(const Rows &X, const Rows &E, int hac) { Run("FnGLScovariance", FnGLScovariance, {M(X), M(E), VelawinInt(hac)}); }
+    Gls(const Rows &X, const Rows &E, int hac) {
+        Run("FnGLScovariance", FnGLScovariance, {M(X), M(E), VelawinInt(hac)});
+    }
     // Elementwise within rel times the largest entry of want.
     void ExpectClose(const Rows &want, double rel) const {
         ASSERT_TRUE(rtn.ival == static_cast<int>(want.size()) && rtn.cols == rtn.ival);

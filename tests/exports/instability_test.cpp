@@ -67,7 +67,8 @@ TEST(InstabilityTestExport, CumulativeSumsSingularVarianceAndBadArguments) {
     EXPECT_TRUE(Instability({}, {}, 1.0).Silent());
     Call wrong, no_ref;
     VelaValue *indiv;
-    wrong.Run("FnInstabilityTest", FnInstabilityTest, {wrong.M(X), wrong.M(20, 1, u), VelawinInt(1), wrong.Ref(&indiv)});
+    wrong.Run("FnInstabilityTest", FnInstabilityTest,
+              {wrong.M(X), wrong.M(20, 1, u), VelawinInt(1), wrong.Ref(&indiv)});
     EXPECT_TRUE(wrong.Rejected(2));
     no_ref.Run("FnInstabilityTest", FnInstabilityTest,
                {no_ref.M(X), no_ref.M(20, 1, u), VelawinDouble(1.0), no_ref.M(1, 1, {0})});

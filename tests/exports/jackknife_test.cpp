@@ -26,7 +26,7 @@ Rows LeaveOneOut(const Rows &X, const Rows &Y) {
     return CrossProducts(fits, fits, 0, T - 1);
 }
 
-TEST(JackknifeHcseExport, MatchesLeaveOneOutRegressions) {
+TEST(JackknifeHcseExport, LeaveOneOutRegressionsDegenerateSamplesAndBadArguments) {
     // Heteroskedastic errors with a few high-leverage points, and inflation on the bill rate and
     // unemployment in the quarterly data.
     Rows X = Normal(60, 3, 21), Y = Normal(60, 1, 22), Xq, Yq;
@@ -44,28 +44,27 @@ TEST(JackknifeHcseExport, MatchesLeaveOneOutRegressions) {
         Jackknife c(*Xs, e, Inverse(CrossProducts(*Xs, *Xs, 0, T - 1)));
         Rows want = LeaveOneOut(*Xs, *Ys);
         ASSERT_TRUE(c.rtn.ival == 3 && c.rtn.cols == 3);
-        for (int i = 0; i < 9; ++i)
-            EXPECT_NEAR(At(c.rtn, i / 3, i % 3), want[i / 3][i % 3], rel * std::sqrt(want[i / 3][i / 3] * want[i % 3][i % 3]));
+        for (int i = 0; i < 9; ++i) {
+            const int a = i / 3, b = i % 3;
+            EXPECT_NEAR(At(c.rtn, a, b), want[a][b], rel * std::sqrt(want[a][a] * want[b][b]));
+        }
     }
-}
-
-TEST(JackknifeHcseExport, DegenerateSamplesAndBadArguments) {
     // One observation: the factor (T-1)/T makes the result zero. Zero residuals: a zero matrix.
     // A leverage of one or more: an empty matrix. No observations: no result.
     Jackknife one({{2.0}}, {0.7}, {{0.1}});
     ASSERT_EQ(one.rtn.ival, 1);
     EXPECT_EQ(At(one.rtn, 0, 0), 0.0);
-    Rows X = Normal(12, 2, 23), Q = {{1.0, 0.0}, {0.0, 1.0}};
-    Jackknife zero(X, std::vector<double>(12, 0.0), Inverse(CrossProducts(X, X, 0, 11)));
+    Rows Z = Normal(12, 2, 23), Q = {{1.0, 0.0}, {0.0, 1.0}};
+    Jackknife zero(Z, std::vector<double>(12, 0.0), Inverse(CrossProducts(Z, Z, 0, 11)));
     for (int i = 0; i < 4; ++i) EXPECT_EQ(At(zero.rtn, i / 2, i % 2), 0.0);
-    Jackknife lev(X, std::vector<double>(12, 1.0), {{100.0, 0.0}, {0.0, 100.0}});
+    Jackknife lev(Z, std::vector<double>(12, 1.0), {{100.0, 0.0}, {0.0, 100.0}});
     EXPECT_TRUE(lev.rtn.type == VELA_MATRIX && lev.rtn.ival == 0 && lev.rtn.cols == 0);
     EXPECT_TRUE(Jackknife({}, {}, {}).Silent());
     // Residuals shorter than T, Q of the wrong order, residuals of the wrong type.
-    EXPECT_TRUE(Jackknife(X, std::vector<double>(11, 1.0), Q).Rejected(1));
-    EXPECT_TRUE(Jackknife(X, std::vector<double>(12, 1.0), {{1.0}}).Rejected(2));
+    EXPECT_TRUE(Jackknife(Z, std::vector<double>(11, 1.0), Q).Rejected(1));
+    EXPECT_TRUE(Jackknife(Z, std::vector<double>(12, 1.0), {{1.0}}).Rejected(2));
     Call c;
-    c.Run("FnJackknifeHCSE", FnJackknifeHCSE, {c.M(X), VelawinDouble(1.0), c.M(Q)});
+    c.Run("FnJackknifeHCSE", FnJackknifeHCSE, {c.M(Z), VelawinDouble(1.0), c.M(Q)});
     EXPECT_TRUE(c.Rejected(1));
 }
 

@@ -39,8 +39,10 @@ Rows Simulate(int T, int nEndog, int k, int nInstr, unsigned seed) {
 void ExpectMatchesTwoStage(const Riv &c, const Rows &obs, int nEndog, int k, int t1, int t2, int m0) {
     ASSERT_EQ(c.rtn.ival, 1);
     Rows X, Z, Y;
-    for (const auto &r : obs)
-        Y.push_back({r[0]}), X.emplace_back(r.begin() + 1, r.begin() + k + 1), Z.emplace_back(r.begin() + nEndog, r.end());
+    for (const auto &r : obs) {
+        Y.push_back({r[0]});
+        X.emplace_back(r.begin() + 1, r.begin() + 1 + k), Z.emplace_back(r.begin() + nEndog, r.end());
+    }
     const int first = t1 + m0 - 1;
     for (int t = 0; t < first; ++t)
         EXPECT_TRUE(std::isnan(At(*c.coef, 0, t)) && std::isnan(At(*c.rss, 0, t)) &&

@@ -53,7 +53,8 @@ void ExpectMatchesFreshFits(const Rls &c, const Rows &Y, const Rows &X, int t2, 
         for (int j = 0; j < k; ++j) EXPECT_NEAR(At(*c.diagM, j, t), Mnow[j][j], tol * Mnow[j][j]) << t;
         // Fewer residual degrees of freedom than equations: a singular residual covariance.
         if (t + 1 - k < n) EXPECT_TRUE(std::isnan(At(*c.loglik, 0, t))) << t;
-        else EXPECT_NEAR(At(*c.loglik, 0, t), -0.5 * (LogDet(CrossProducts(E, E, 0, t)) - n * std::log(t2 + 1.0)), tol * 10);
+        else EXPECT_NEAR(At(*c.loglik, 0, t), -0.5 * (LogDet(CrossProducts(E, E, 0, t)) - n * std::log(t2 + 1.0)),
+                         tol * 10) << t;
     }
 }
 
