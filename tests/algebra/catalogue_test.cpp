@@ -111,7 +111,7 @@ TEST(AlgebraCatalogue, ReRegistrationKeepsTheEntryAndWritesTheHiddenSlot) {
 TEST(AlgebraCatalogue, AFullTableRefusesNewNames) {
     std::vector<AlgebraFunction> table(kAlgebraMaxFunctions + 1, AlgebraFunction{});
     std::vector<std::string> names;
-    for (int i = 0; i <= kAlgebraMaxFunctions; ++i) names.push_back("f" + std::to_string(i));
+    for (int i = 0; i <= kAlgebraMaxFunctions; ++i) names.push_back(std::to_string(i).insert(0, 1, 'f'));
     for (int i = 0; i < kAlgebraMaxFunctions; ++i)
         ASSERT_EQ(AlgebraRegisterFunctionIn(table.data(), names[i].c_str(), One, "v", "s"), i);
     EXPECT_EQ(AlgebraRegisterFunctionIn(table.data(), names[kAlgebraMaxFunctions].c_str(), Two, "vv", "t"), -1);

@@ -290,7 +290,7 @@ TEST(AlgebraCompiler, Capacities) {
     for (int i = 0; i < 120; ++i) code += " + x";
     EXPECT_EQ(CompileError(p, code + ";"), "Parse error:  Code buffer full on line 1");
     code.clear();
-    for (int i = 0; i < 400; ++i) code += "v" + std::to_string(i) + " = x + " + std::to_string(i + 100) + ".5;\n";
+    for (int i = 0; i < 400; ++i) (((code += 'v') += std::to_string(i)) += " = x + ") += std::to_string(i + 100) + ".5;\n";
     ASSERT_TRUE(p.Compile(code));
     EXPECT_GT(p.ws.code.size(), 1000u);
     EXPECT_GE(p.ws.consts.size(), 800u);
