@@ -12,31 +12,16 @@ namespace tessel {
 
 namespace {
 
-// Short inner products of the recursion, inline with four partial sums: k is small, they run
-// about 2k times a step, and one running sum would make every product wait for the last.
-inline double Dot(const double *a, const double *b, int k) {
-    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0;
-    int j = 0;
-    for (; j + 4 <= k; j += 4) {
-        s0 += a[j] * b[j];
-        s1 += a[j + 1] * b[j + 1];
-        s2 += a[j + 2] * b[j + 2];
-        s3 += a[j + 3] * b[j + 3];
-    }
-    for (; j < k; ++j) s0 += a[j] * b[j];
-    return (s0 + s1) + (s2 + s3);
-}
-
 // out = S v, one inner product per row.
 inline void MatTimes(CMATRIX S, const double *v, int k, double *out) {
-    for (int i = 0; i < k; ++i) out[i] = Dot(S[i], v, k);
+    for (int i = 0; i < k; ++i) out[i] = VecDot(S[i], v, k);
 }
 
 }  // namespace
 
 double RlsUpdate(const double *x, MATRIX M, int k, double *h) {
     MatTimes(M, x, k, h);
-    const double f = 1.0 + Dot(x, h, k);
+    const double f = 1.0 + VecDot(x, h, k);
     if (f <= 0.0) return f;
     // M -= g g' with g = h / sqrt(f): one product per element, and M stays exactly symmetric.
     const double scale = 1.0 / std::sqrt(f);
@@ -52,7 +37,7 @@ double RlsUpdate(const double *x, MATRIX M, int k, double *h) {
 double RlsResidualSS(CMATRIX y, int i, CMATRIX X, int from, int to, int k, const double *b, double *e) {
     double ss = 0.0;
     for (int t = from; t <= to; ++t) {
-        const double r = y[t][i] - Dot(b, X[t], k);
+        const double r = y[t][i] - VecDot(b, X[t], k);
         if (e) e[t - from] = r;
         ss += r * r;
     }
@@ -191,7 +176,7 @@ int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MAT
             fresh = true;
             // M already includes observation t here, unlike on the update path.
             MatTimes(st.M, xt, k, h);
-            f = 1.0 + Dot(xt, h, k);
+            f = 1.0 + VecDot(xt, h, k);
             if (f <= 0.0) return 0;
         }
         const double rf = std::sqrt(f);
@@ -205,7 +190,7 @@ int RlsRun(CMATRIX y, CMATRIX X, int t1, int t2, int tRestart, int n, int k, MAT
             }
             const double v = yi - predicted;
             MatTimes(st.M, xy, k, b);  // b = M X'y
-            const double e = yi - Dot(b, xt, k);
+            const double e = yi - VecDot(b, xt, k);
             w[i] = v / rf;
             if (resid) resid[i][t] = e;
             if (innov) innov[i][t] = v;
